@@ -1,0 +1,77 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <Brindlecast/brindlecast_export.h>
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+/**
+ * The space guard of a log directory: keeps its ten newest log files and tells whether its storage has room.
+ *
+ * "Newest" is judged by the instant of the last modification; files of the same millisecond are ordered by name. A
+ * file is named by its base name (up to the first dot) followed by ".log". One that matches the filter but is named
+ * otherwise ("a.b.log", "A.LOG") takes its place in the order and is never removed, nor is another in its stead.
+ *
+ * What it does is reported through Qt's debug messages only.
+ *
+ * @warning A listing makes the guarded directory the current working directory of the calling thread's process.
+ *
+ * Thread safety: reentrant; use each object from one thread at a time.
+ */
+class BRINDLECAST_EXPORT DiskChecker : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(DiskChecker)
+
+public:
+    /** Constructs a guard without directory, filter or current file that asks for 104857600 free bytes. */
+    explicit DiskChecker(QObject *parent);
+
+    /** Sets the guarded directory: an absolute path that ends with "/". */
+    void setDir(const QString &dirpatch) { m_dirPath = dirpatch; }
+
+    /** Sets the free space, in bytes, that checkDisk() asks for. */
+    void setNeededSpace(qint64 size) { m_freeSpaceSize = size; }
+
+    /** Adds a wildcard pattern, such as "*.log", of names that may be listed and removed. */
+    void appendFileFilter(const QString &filter) { m_filter.append(filter); }
+
+    /** Sets the full path of the one file that is never removed: the one being written. */
+    void setCurrentLogFile(const QString &path) { m_currentUsedLogFile = path; }
+
+    /**
+     * Removes every listed file beyond the ten newest, and goes on, for ten passes at most, until nothing is removed.
+     *
+     * Files go by their number; free space decides only the result.
+     *
+     * @return whether at least the needed space is then free; false also when the directory's storage is unknown.
+     */
+    bool checkDisk();
+
+protected:
+    /** Whether less than `maxsize` bytes are available to the process's user, or the storage is unknown. */
+    bool isDiskFull(quint64 maxsize);
+
+    /** Lists the directory afresh, after making it the current one. */
+    void listDir();
+
+    /** Removes the last listing's files beyond the ten newest, oldest first; true when at least one was removed. */
+    bool removeOldestFile();
+
+    /** Lists the directory, then returns removeOldestFile(). */
+    bool updateFolder();
+
+private:
+    QString m_dirPath;
+    qint64 m_freeSpaceSize;
+    QStringList m_filter;
+    QStringList m_dirList;
+    QString m_currentUsedLogFile;
+
+    // The full names of the files in m_dirList, which tell foreign files from ours.
+    QStringList m_listedNames;
+};

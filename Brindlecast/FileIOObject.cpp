@@ -1,0 +1,98 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "FileIOObject.h"
+
+#include "ForcedEnd_p.h"
+
+#include <cerrno>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kBacklogLimitBytes = 64 * 1024;
+
+} // namespace
+
+FileIOObject::FileIOObject(QObject *parent)
+    : QObject(parent)
+    , path(QLatin1String(""))
+    , state(eIONONE)
+    , category(1)
+{
+}
+
+bool FileIOObject::openFile()
+{
+    closeFile();
+    myfile.setFileName(path);
+    if (path.isEmpty())
+        return false; // QFile would raise a warning, which comes back to the logger as one more line.
+    const ForcedEnd::Allowed cancellable;
+    return myfile.open(QIODevice::ReadWrite | QIODevice::Append);
+}
+
+bool FileIOObject::writeFile()
+{
+    if (contentList.isEmpty() || !myfile.isOpen())
+        return false;
+
+    const QByteArray batch = encodedLines();
+    if (hasBacklog() && writeWhole(m_backlog))
+        m_backlog.clear();
+    if (!hasBacklog() && writeWhole(batch))
+        return true;
+    if (!hasBacklog() || m_backlog.size() + batch.size() <= kBacklogLimitBytes)
+        m_backlog += batch;
+    return true;
+}
+
+void FileIOObject::closeFile()
+{
+    if (!myfile.isOpen())
+        return;
+    writeFile();
+    if (hasBacklog() && writeWhole(m_backlog))
+        m_backlog.clear();
+    myfile.close();
+}
+
+QByteArray FileIOObject::encodedLines() const
+{
+    QByteArray bytes = contentList.constFirst().toUtf8();
+    bytes += '\n';
+    for (int i = 1; i < contentList.size(); ++i) {
+        bytes += contentList.at(i).toUtf8();
+        bytes += '\n';
+    }
+    return bytes;
+}
+
+// Past QFile's buffer: that one holds up to 16 KiB of a record, tears larger ones when the disk is full, and writes in
+// QFile's destructor, where the thread must not be cancelled.
+bool FileIOObject::writeWhole(const QByteArray &batch)
+{
+    const int descriptor = myfile.handle();
+    const char *rest = batch.constData();
+    auto left = static_cast<size_t>(batch.size());
+    while (left > 0) {
+        const ForcedEnd::Allowed cancellable;
+        const ssize_t written = ::write(descriptor, rest, left);
+        if (written > 0) {
+            rest += written;
+            left -= static_cast<size_t>(written);
+        } else if (written == 0 || errno != EINTR) {
+            break;
+        }
+    }
+    if (left == 0)
+        return true;
+
+    const auto torn = static_cast<off_t>(rest - batch.constData());
+    struct stat status = {};
+    if (torn > 0 && ::fstat(descriptor, &status) == 0 && ::ftruncate(descriptor, status.st_size - torn) != 0)
+        myfile.unsetError(); // Not a regular file: what it took can't be taken back.
+    return false;
+}

@@ -1,0 +1,218 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "LogWriterWorker.h"
+
+#include "LogDirectory_p.h"
+
+#include <QDate>
+#include <QDir>
+#include <QFile>
+#include <QScopeGuard>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr unsigned long kStartupCategory = 4;
+constexpr qint64 kFileSizeLimitBytes = 50LL * 1024 * 1024;
+constexpr qint64 kNeededSpaceBytes = 50LL * 1024 * 1024;
+
+void ensureDirectory(const QString &path)
+{
+    const QDir directory(path);
+    if (!directory.exists())
+        directory.mkpath(path);
+}
+
+/** Puts the current directory back at the end of its life, also one that has been removed or can't be listed. */
+class CurrentDirectoryKeeper
+{
+public:
+    CurrentDirectoryKeeper()
+        : m_descriptor(::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC))
+    {
+    }
+    ~CurrentDirectoryKeeper()
+    {
+        if (m_descriptor < 0)
+            return;
+        if (::fchdir(m_descriptor) != 0)
+            QDir::setCurrent(QDir::rootPath()); // Better than keeping a log volume from being unmounted.
+        ::close(m_descriptor);
+    }
+    Q_DISABLE_COPY(CurrentDirectoryKeeper)
+
+private:
+    const int m_descriptor;
+};
+
+} // namespace
+
+LogWriterWorker::LogWriterWorker(QObject *parent)
+    : QObject(parent)
+    , m_diskChecker(nullptr)
+{
+    const QString directory = logDirectory();
+    ensureDirectory(directory);
+    m_diskChecker.setDir(directory);
+    m_diskChecker.setNeededSpace(kNeededSpaceBytes);
+    m_diskChecker.appendFileFilter(QStringLiteral("*") + QStringLiteral(".log"));
+}
+
+void LogWriterWorker::onHandleIO(const FileIOObjectPointer &pobj)
+{
+    if (pobj.isNull())
+        return;
+    if (m_isAccepting.load(std::memory_order_relaxed))
+        handleRequest(*pobj);
+    else
+        m_setAside.append(pobj);
+}
+
+void LogWriterWorker::onClearData()
+{
+    if (m_isAccepting.load(std::memory_order_relaxed))
+        clearFiles();
+    else
+        m_setAside.append(FileIOObjectPointer());
+}
+
+QString LogWriterWorker::makeLogFilePath(unsigned long categories)
+{
+    const QString directory = logDirectory();
+    ensureDirectory(directory);
+    const QString time = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd_HH-mm-ss"));
+    const QString startup = categories == kStartupCategory ? QStringLiteral("startup") : QString();
+    return directory + QStringLiteral("log-") + startup + time + QStringLiteral(".log");
+}
+
+bool LogWriterWorker::isSameDay(const QDate &lastModifiedTime, const QDate &curTime)
+{
+    return lastModifiedTime.year() == curTime.year() && lastModifiedTime.month() == curTime.month()
+        && lastModifiedTime.day() == curTime.day();
+}
+
+void LogWriterWorker::workOffSetAside()
+{
+    if (m_isDiscardingFiles) {
+        // The write that was cut off may have left a file torn.
+        m_ioMap.clear();
+        m_isDiscardingFiles = false;
+    }
+    // Not by the slots: those would put the head of the list at its end when the thread is told to end meanwhile.
+    while (!m_setAside.isEmpty() && m_isAccepting.load(std::memory_order_relaxed)) {
+        const FileIOObjectPointer next = m_setAside.takeFirst();
+        if (next.isNull())
+            clearFiles();
+        else
+            handleRequest(*next);
+    }
+}
+
+void LogWriterWorker::handleRequest(const FileIOObject &request)
+{
+    const FileIOObjectPointer file = writeRequest(request);
+    // Only now that no entry is half updated: the guard's messages come back to onHandleIO() at once.
+    if (m_isCheckDue && file->myfile.isOpen())
+        guardDirectory();
+}
+
+FileIOObjectPointer LogWriterWorker::writeRequest(const FileIOObject &request)
+{
+    if (m_isChecking)
+        forgetRemovedFiles();
+
+    bool isWritten = false;
+    // In a guard: a request that is cut off has been handled, too.
+    const auto count = qScopeGuard([this, &isWritten] {
+        m_isLastRequestWritten.store(isWritten, std::memory_order_relaxed);
+        m_handledRequests.store(m_handledRequests.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    });
+
+    FileIOObjectPointer entry = m_ioMap.value(request.category);
+    if (entry.isNull()) {
+        entry = FileIOObjectPointer(new FileIOObject(nullptr));
+        entry->category = request.category;
+        entry->state = eIOREADYTOINIT;
+        m_ioMap.insert(request.category, entry);
+    } else {
+        entry->state = eIOREADYTOWRITE;
+    }
+    entry->contentList = request.contentList;
+
+    if (prepareFile(*entry) && entry->writeFile()) {
+        entry->contentList.clear();
+        if (entry->category != kStartupCategory)
+            m_lastModifiedTime = QDateTime::currentDateTimeUtc();
+    }
+    isWritten = entry->contentList.isEmpty() && !entry->hasBacklog();
+    return entry;
+}
+
+bool LogWriterWorker::prepareFile(FileIOObject &file)
+{
+    if (file.state == eIOREADYTOINIT) {
+        nameFile(file);
+        file.state = file.path.isEmpty() ? eIONONE : eIOREADYTOOPEN;
+    }
+    if (file.state == eIOREADYTOOPEN)
+        file.state = file.openFile() ? eIOREADYTOWRITE : eIONONE;
+    if (file.state == eIOREADYTOWRITE && file.category != kStartupCategory
+        && file.myfile.size() >= kFileSizeLimitBytes) {
+        file.myfile.close(); // Not closeFile(): the waiting lines belong into the new file.
+        nameFile(file);
+        if (!file.openFile())
+            file.state = eIONONE;
+    }
+    return file.state == eIOREADYTOWRITE;
+}
+
+void LogWriterWorker::nameFile(FileIOObject &file)
+{
+    file.path = makeLogFilePath(file.category);
+    m_diskChecker.setCurrentLogFile(file.path);
+    if (file.category != kStartupCategory)
+        m_lastModifiedTime = QDateTime::currentDateTimeUtc();
+    if (file.path != m_lastNamedPath) {
+        m_lastNamedPath = file.path;
+        m_isCheckDue = true;
+    }
+}
+
+void LogWriterWorker::clearFiles()
+{
+    const QList<FileIOObjectPointer> files = m_ioMap.values();
+    for (const FileIOObjectPointer &file : files) {
+        file->writeFile();
+        file->closeFile();
+    }
+    m_ioMap.clear();
+}
+
+void LogWriterWorker::guardDirectory()
+{
+    if (m_isChecking)
+        return;
+    m_isChecking = true;
+    // A message of the guard may begin another file, which is then due for a check of its own.
+    while (m_isCheckDue) {
+        m_isCheckDue = false;
+        const CurrentDirectoryKeeper keeper;
+        m_diskChecker.checkDisk();
+        forgetRemovedFiles();
+    }
+    m_isChecking = false;
+}
+
+void LogWriterWorker::forgetRemovedFiles()
+{
+    for (auto entry = m_ioMap.begin(); entry != m_ioMap.end();) {
+        const FileIOObject &file = *entry.value();
+        if (file.myfile.isOpen() && !QFile::exists(file.path))
+            entry = m_ioMap.erase(entry);
+        else
+            ++entry;
+    }
+}

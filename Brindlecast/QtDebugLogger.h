@@ -1,0 +1,166 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <Brindlecast/FileIOObject.h>
+#include <Brindlecast/LogWriterWorker.h>
+#include <Brindlecast/brindlecast_export.h>
+
+#include <QMap>
+#include <QObject>
+#include <QSharedPointer>
+#include <QString>
+#include <QThread>
+
+#include <atomic>
+#include <mutex>
+
+class LogWriterThread;
+
+/**
+ * The process-wide file logger: once its output is on, every Qt message of every thread becomes one line in a log file.
+ *
+ * @code
+ * QtDebugLogger *logger = QtDebugLogger::getInstance();
+ * logger->setLogCategoryEnabled(true, 1);
+ * logger->enableOutputFile();
+ * @endcode
+ *
+ * A line reads `[2026-11-16 18:00:05] <Warning:> main.cpp 42: disk low`: local time, type, base name of the source
+ * file, line number and trimmed text. The types are "Debug:", "Warning:", "Critical:", "Fatal:" and, for information
+ * and anything else, "Other:". In the file an empty line follows each.
+ *
+ * Lines are filed under categories: the single-bit numbers 1, 2, 4, 8, 16, 32 and 64. Qt messages have category 1. All
+ * start disabled; a line of a disabled category is dropped silently.
+ *
+ * The thread that raises a message formats the line and queues it; it never waits for the disk. A writer thread,
+ * "logWriterThread", does all the file work (LogWriterWorker). While it does not run, lines wait. At most 262,144 lines
+ * wait (some 250 MB on 64 bit); further ones are dropped until the queue has fallen by a sixteenth, and then one line
+ * tells how many were.
+ *
+ * When the application object goes, and when the process calls exit(), everything raised before is written, for three
+ * seconds at most; from then on messages go to Qt's default output. A host that makes another application object
+ * switches file output on again. Output may be switched on before the application object exists; lines reach the file
+ * once it does, and never do in a process that makes none.
+ *
+ * @note Hosts must be compiled with QT_MESSAGELOGCONTEXT to have file and line in release builds. The CMake target and
+ * the pkg-config file pass it on.
+ *
+ * Thread safety: thread-safe. No operation may be called from a thread's QDebug streaming operators while they run
+ * inside the message handler; what the handler itself raises goes to standard error.
+ */
+class BRINDLECAST_EXPORT QtDebugLogger : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(QtDebugLogger)
+
+public:
+    /** The one logger, which the first call constructs; the process owns it. Always the same address. */
+    static QtDebugLogger *getInstance();
+
+    /** Runs at process exit: writes out what was raised before, for at most three seconds, and ends the thread. */
+    ~QtDebugLogger() override;
+
+    /** Disables every category and has all log files closed; the next line begins a new file. */
+    void clearData();
+
+    /** Starts the writer thread unless it runs; takes about 3 ms. */
+    void startThread();
+
+    /**
+     * Ends the writer thread if it runs, and waits for that. Lines that wait then are kept, in order, until the thread
+     * is started again.
+     *
+     * The record being written is finished first. If that takes more than two seconds, the write is cut off: that one
+     * record is lost, its file is given up, and all else goes on in a new file at the next start. A thread that the
+     * system does not let go of (a hanging device) is waited for without limit.
+     *
+     * On the writer thread itself it does nothing.
+     */
+    void stopThread();
+
+    /** Makes the logger the process's message handler, in the place of any other, and starts the writer thread. */
+    void enableOutputFile();
+
+    /** Restores Qt's default message handler and has all log files closed. The writer thread keeps running. */
+    void disableOutputFile();
+
+    /** Raises a debug message that holds `log` in double quotes. */
+    void debug(const QString &log);
+
+    /** Raises an information message that holds `log` in double quotes. */
+    void information(const QString &log);
+
+    /** Raises a warning that holds `log` in double quotes. */
+    void warning(const QString &log);
+
+    /** Raises a critical message that holds `log` in double quotes. */
+    void critical(const QString &log);
+
+    /**
+     * Enables or disables every category whose bit is set in the mask `categories`; 127 means all of them.
+     *
+     * Bits above 64 are ignored, and a mask of 0 changes nothing.
+     */
+    void setLogCategoryEnabled(bool isEnabled, unsigned long categories);
+
+    /**
+     * Waits until every line raised before the call has been handed to the operating system.
+     *
+     * To be called before a host exports its logs or cuts the power; then sync() or syncfs() brings them to storage.
+     *
+     * @param timeoutMs the longest time to wait, in milliseconds; a negative value means no limit.
+     * @return true when that is done; false at the time limit, at once when the writer thread does not run, and when
+     * the newest of these lines could not be written (disk full, no directory). On the writer thread itself, which
+     * can't wait for itself, it only tells whether that is done.
+     */
+    bool flush(int timeoutMs);
+
+    /**
+     * Sets how long, in milliseconds, the handler of a fatal message waits for its line to be written before Qt aborts
+     * the process; 0, the default, means not at all.
+     */
+    void setFatalFlushTimeout(int timeoutMs);
+
+Q_SIGNALS:
+    /** A line is on its way to the writer thread. Emitted on the thread that raised it, inside the message handler. */
+    void handleIOSignal(FileIOObjectPointer pobj);
+
+    /** The log files are to be closed. Emitted on the thread that called clearData() or disableOutputFile(). */
+    void clearSignal();
+
+protected:
+    /** The message handler. */
+    static void outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg);
+
+    /** Queues one line, if its category is enabled. */
+    void appendLog(const QString &message, unsigned long category);
+
+private:
+    explicit QtDebugLogger(QObject *parent);
+
+    LogWriterThread *writerThread() const;
+    bool isCategoryEnabled(unsigned long category) const;
+    bool isQueueFull();
+    void tellWhatWasDropped(unsigned long category);
+    void post(const QString &line, unsigned long category);
+    void leave();
+    static void leaveWithApplication();
+
+    // protected by m_control:
+    bool m_bRunning;
+    QSharedPointer<QThread> m_logWriterThread;
+    LogWriterWorkerPointer m_writerWorker;
+    // protected by m_enabling; the mask mirrors it for the threads that log:
+    QMap<unsigned long, bool> m_logEnableMap;
+    std::atomic<unsigned long> m_enabledCategories{0};
+
+    std::atomic<quint64> m_postedRequests{0};
+    std::atomic<quint64> m_droppedLines{0};
+    std::atomic<bool> m_isQueueFull{false};
+    std::atomic<int> m_fatalFlushTimeoutMs{0};
+
+    std::mutex m_control;
+    std::mutex m_enabling;
+};
