@@ -37,6 +37,7 @@ const QString kLogDirectory = QStringLiteral(BRINDLECAST_LOG_ROOT "ftp/log/");
 
 std::atomic<int> linesRaised{0};
 std::atomic<int> threadsAtWork{0};
+QtMessageHandler loggersHandler = nullptr;
 
 QStringList defaultFiles()
 {
