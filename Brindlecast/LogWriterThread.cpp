@@ -36,11 +36,15 @@ bool LogWriterThread::isCurrent()
 
 void LogWriterThread::begin()
 {
-    m_isParked = false;
-    m_isLetGo = false;
-    m_isServing.store(true);
+    {
+        const std::lock_guard<std::mutex> lock(m_parking);
+        m_isParked = false;
+        m_isLetGo = false;
+    }
     m_worker->setAccepting(true);
-    setEventDispatcher(new WriterEventDispatcher); // The thread deletes it when it ends.
+    m_isServing.store(true);
+    if (eventDispatcher() == nullptr)
+        setEventDispatcher(new WriterEventDispatcher); // The thread deletes it when it ends.
     start(QThread::InheritPriority);
     wait(kStartWaitMs);
 }
@@ -49,6 +53,8 @@ void LogWriterThread::end(PostingGate &gate)
 {
     m_worker->setAccepting(false);
     m_isServing.store(false);
+    if (!isRunning())
+        return; // The system had no thread to give.
     eventDispatcher()->wakeUp();
 
     if (!waitUntilParked(kGraceMs)) {

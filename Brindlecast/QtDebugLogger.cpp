@@ -101,6 +101,8 @@ void QtDebugLogger::clearData()
 
 void QtDebugLogger::startThread()
 {
+    if (LogWriterThread::isCurrent())
+        return;
     const PostingGate::StepOutside slotOfOurSignals(postingGate);
     const std::lock_guard<std::mutex> lock(m_control);
     if (m_bRunning)

@@ -47,8 +47,8 @@ class LogWriterThread;
  * @note Hosts must be compiled with QT_MESSAGELOGCONTEXT to have file and line in release builds. The CMake target and
  * the pkg-config file pass it on.
  *
- * Thread safety: thread-safe. No operation may be called from a thread's QDebug streaming operators while they run
- * inside the message handler; what the handler itself raises goes to standard error.
+ * Thread safety: thread-safe. A message raised while the handler runs on the same thread, by a slot that is connected
+ * directly to handleIOSignal() for example, goes to standard error.
  */
 class BRINDLECAST_EXPORT QtDebugLogger : public QObject
 {
@@ -65,7 +65,7 @@ public:
     /** Disables every category and has all log files closed; the next line begins a new file. */
     void clearData();
 
-    /** Starts the writer thread unless it runs; takes about 3 ms. */
+    /** Starts the writer thread unless it runs; takes about 3 ms. On the writer thread itself it does nothing. */
     void startThread();
 
     /**
