@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <utility>
+
 #include <pthread.h>
 
 /**
@@ -46,13 +48,16 @@ public:
 class Forbidden
 {
 public:
-    Forbidden() { isAllowedHere = false; }
+    Forbidden()
+        : m_wasAllowed(std::exchange(isAllowedHere, false))
+    {
+    }
     ~Forbidden() { isAllowedHere = m_wasAllowed; }
     Forbidden(const Forbidden &) = delete;
     Forbidden &operator=(const Forbidden &) = delete;
 
 private:
-    const bool m_wasAllowed = isAllowedHere;
+    const bool m_wasAllowed;
 };
 
 } // namespace ForcedEnd

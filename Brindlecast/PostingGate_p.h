@@ -28,13 +28,15 @@ public:
     public:
         explicit Pass(PostingGate &gate)
             : m_gate(gate)
+            , m_isOutermost(std::exchange(passesOfThisThread, passesOfThisThread + 1) == 0)
         {
-            if (passesOfThisThread++ == 0)
+            if (m_isOutermost)
                 m_gate.enter();
         }
         ~Pass()
         {
-            if (--passesOfThisThread == 0)
+            --passesOfThisThread;
+            if (m_isOutermost)
                 m_gate.leave();
         }
         Pass(const Pass &) = delete;
@@ -42,6 +44,7 @@ public:
 
     private:
         PostingGate &m_gate;
+        const bool m_isOutermost;
     };
 
     /** Gives the calling thread's passes back for its lifetime, if there are any. */

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
 #include <Brindlecast/QtDebugLogger.h>
 
 #include <QCoreApplication>
