@@ -19,8 +19,6 @@ constexpr int kBacklogLimitBytes = 64 * 1024;
 FileIOObject::FileIOObject(QObject *parent)
     : QObject(parent)
     , path(QLatin1String(""))
-    , state(eIONONE)
-    , category(1)
 {
 }
 

@@ -76,9 +76,9 @@ public:
     /** The lines waiting to be written, in order. */
     QStringList contentList;
     /** The owner's progress with this file; the object itself never changes it. */
-    FileIOState state;
+    FileIOState state = eIONONE;
     /** The log category: one of 1, 2, 4, 8, 16, 32 and 64. */
-    unsigned long category;
+    unsigned long category = 1;
 
 private:
     QByteArray encodedLines() const;

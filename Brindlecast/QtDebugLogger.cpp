@@ -52,7 +52,6 @@ void writeToDefaultOutput(QtMsgType type, const QMessageLogContext &context, con
 
 QtDebugLogger::QtDebugLogger(QObject *parent)
     : QObject(parent)
-    , m_bRunning(false)
     , m_logWriterThread(new LogWriterThread)
     , m_writerWorker(new LogWriterWorker(nullptr))
 {

@@ -149,7 +149,7 @@ private:
     static void leaveWithApplication();
 
     // protected by m_control:
-    bool m_bRunning;
+    bool m_bRunning = false;
     QSharedPointer<QThread> m_logWriterThread;
     LogWriterWorkerPointer m_writerWorker;
     // protected by m_enabling; the mask mirrors it for the threads that log:

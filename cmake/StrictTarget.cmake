@@ -4,9 +4,10 @@
 # brindlecast_strict(<target>): the compiler and Qt settings that every target of this project shares.
 # Warnings become errors through CMAKE_COMPILE_WARNING_AS_ERROR, which the presets set.
 function(brindlecast_strict target)
-    target_compile_features(${target} PRIVATE cxx_std_17)
     set_target_properties(${target} PROPERTIES
         AUTOMOC ON
+        CXX_STANDARD 17
+        CXX_STANDARD_REQUIRED ON
         CXX_EXTENSIONS OFF
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON

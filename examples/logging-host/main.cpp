@@ -17,7 +17,6 @@
 #include <QTextStream>
 #include <QTimer>
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -33,7 +32,7 @@ constexpr auto kProgressInterval = std::chrono::milliseconds(100);
 constexpr auto kPause = std::chrono::milliseconds(2);
 constexpr int kLinesBetweenPauses = 50;
 
-const QString kLogDirectory = QStringLiteral(BRINDLECAST_LOG_ROOT "ftp/log/");
+constexpr QLatin1String kLogDirectory(BRINDLECAST_LOG_ROOT "ftp/log/");
 
 std::atomic<int> linesRaised{0};
 std::atomic<int> threadsAtWork{0};
@@ -149,6 +148,7 @@ int main(int argc, char *argv[])
 
     threadsAtWork = kThreads;
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int share = 0; share < kThreads; ++share)
         threads.emplace_back(raiseShare, std::cref(lines), share);
 
