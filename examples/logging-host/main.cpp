@@ -32,7 +32,7 @@ constexpr auto kProgressInterval = std::chrono::milliseconds(100);
 constexpr auto kPause = std::chrono::milliseconds(2);
 constexpr int kLinesBetweenPauses = 50;
 
-constexpr QLatin1String kLogDirectory(BRINDLECAST_LOG_ROOT "ftp/log/");
+constexpr char kLogDirectory[] = BRINDLECAST_LOG_ROOT "ftp/log/";
 
 std::atomic<int> linesRaised{0};
 std::atomic<int> threadsAtWork{0};
@@ -116,7 +116,7 @@ int summarize(const LogTally &tally, bool isFlushed)
         out << "file            " << file.fileName() << "  " << file.size() << " bytes\n";
     out << "lines raised    " << linesRaised << '\n'
         << "lines in files  " << tally.lines() << '\n'
-        << "free space      " << QStorageInfo(kLogDirectory).bytesAvailable() / 1000000 << " MB\n"
+        << "free space      " << QStorageInfo(QLatin1String(kLogDirectory)).bytesAvailable() / 1000000 << " MB\n"
         << "the last lines:\n";
     const QStringList lastLines = tally.lastLines();
     for (const QString &line : lastLines)
@@ -139,7 +139,7 @@ int main(int argc, char *argv[])
         return 2;
     }
 
-    LogTally tally(kLogDirectory, QStringLiteral("main.cpp"));
+    LogTally tally(QLatin1String(kLogDirectory), QStringLiteral("main.cpp"));
     QtDebugLogger *const logger = QtDebugLogger::getInstance();
     logger->setLogCategoryEnabled(true, 1);
     logger->enableOutputFile();
