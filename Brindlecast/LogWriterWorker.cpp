@@ -10,6 +10,8 @@
 #include <QFile>
 #include <QScopeGuard>
 
+#include <utility>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -65,18 +67,22 @@ void LogWriterWorker::onHandleIO(const FileIOObjectPointer &pobj)
 {
     if (pobj.isNull())
         return;
-    if (m_isAccepting.load(std::memory_order_relaxed))
-        handleRequest(*pobj);
-    else
+    if (!m_isAccepting.load(std::memory_order_relaxed))
         m_setAside.append(pobj);
+    else if (m_isWriting)
+        m_deferred.append(pobj);
+    else
+        handleRequest(*pobj);
 }
 
 void LogWriterWorker::onClearData()
 {
-    if (m_isAccepting.load(std::memory_order_relaxed))
-        clearFiles();
-    else
+    if (!m_isAccepting.load(std::memory_order_relaxed))
         m_setAside.append(FileIOObjectPointer());
+    else if (m_isWriting)
+        m_deferred.append(FileIOObjectPointer());
+    else
+        clearFiles();
 }
 
 QString LogWriterWorker::makeLogFilePath(unsigned long categories)
@@ -114,6 +120,16 @@ void LogWriterWorker::workOffSetAside()
 void LogWriterWorker::handleRequest(const FileIOObject &request)
 {
     const FileIOObjectPointer file = writeRequest(request);
+    if (!m_deferred.isEmpty()) {
+        // One round only: a file that makes Qt warn at every write must not keep us here.
+        const QList<FileIOObjectPointer> deferred = std::exchange(m_deferred, {});
+        for (const FileIOObjectPointer &next : deferred) {
+            if (next.isNull())
+                clearFiles();
+            else
+                writeRequest(*next);
+        }
+    }
     // Only now that no entry is half updated: the guard's messages come back to onHandleIO() at once.
     if (m_isCheckDue && file->myfile.isOpen())
         guardDirectory();
@@ -125,8 +141,10 @@ FileIOObjectPointer LogWriterWorker::writeRequest(const FileIOObject &request)
         forgetRemovedFiles();
 
     bool isWritten = false;
+    m_isWriting = true;
     // In a guard: a request that is cut off has been handled, too.
     const auto count = qScopeGuard([this, &isWritten] {
+        m_isWriting = false;
         m_isLastRequestWritten.store(isWritten, std::memory_order_relaxed);
         m_handledRequests.store(m_handledRequests.load(std::memory_order_relaxed) + 1, std::memory_order_release);
     });

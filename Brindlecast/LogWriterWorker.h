@@ -102,7 +102,10 @@ private:
     bool m_isCheckDue = false;
     bool m_isChecking = false;
     bool m_isDiscardingFiles = false;
-    // Requests whose turn came after the thread was told to end; a null pointer stands for a clear.
+    bool m_isWriting = false;
+    // What Qt raises while a request is being written, and an entry half updated: its turn comes right after.
+    QList<FileIOObjectPointer> m_deferred;
+    // Requests whose turn came after the thread was told to end. In both lists a null pointer stands for a clear.
     QList<FileIOObjectPointer> m_setAside;
 
     std::atomic<bool> m_isAccepting{true};
