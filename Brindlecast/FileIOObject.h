@@ -81,10 +81,15 @@ public:
     unsigned long category = 1;
 
 private:
+    friend class LogWriterWorker;
+    friend class QtDebugLogger;
+
     QByteArray encodedLines() const;
     bool writeWhole(const QByteArray &batch);
 
     QByteArray m_backlog;
+    // Whether the logger queued this request, and so counts it as waiting.
+    bool m_isQueued = false;
 };
 
 /** The hold on a FileIOObject; queued connections carry it under this name. */

@@ -142,11 +142,13 @@ FileIOObjectPointer LogWriterWorker::writeRequest(const FileIOObject &request)
 
     bool isWritten = false;
     m_isWriting = true;
-    // In a guard: a request that is cut off has been handled, too.
-    const auto count = qScopeGuard([this, &isWritten] {
+    // In a guard: a request that is cut off has been handled, too. What came past the queue, from the writer thread
+    // itself or from a host, must not stand in for one that still waits there.
+    const auto count = qScopeGuard([this, &isWritten, isQueued = request.m_isQueued] {
         m_isWriting = false;
         m_isLastRequestWritten.store(isWritten, std::memory_order_relaxed);
-        m_handledRequests.store(m_handledRequests.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+        if (isQueued)
+            m_handledRequests.store(m_handledRequests.load(std::memory_order_relaxed) + 1, std::memory_order_release);
     });
 
     FileIOObjectPointer entry = m_ioMap.value(request.category);

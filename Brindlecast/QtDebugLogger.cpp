@@ -265,7 +265,9 @@ void QtDebugLogger::post(const QString &line, unsigned long category)
     FileIOObjectPointer request(new FileIOObject(nullptr));
     request->category = category;
     request->contentList.append(line);
-    m_postedRequests.fetch_add(1);
+    request->m_isQueued = !LogWriterThread::isCurrent();
+    if (request->m_isQueued)
+        m_postedRequests.fetch_add(1);
     Q_EMIT handleIOSignal(request);
 }
 
