@@ -80,7 +80,8 @@ bool DiskChecker::removeOldestFile()
         }
         const QString oldestFileName = oldestEntry + QStringLiteral(".log");
         const QString path = m_dirPath + oldestFileName;
-        if (oldestFileName == listedName && path != m_currentUsedLogFile && QFile::exists(path)
+        // Without a directory the listing is that of the current one, whose files are not ours.
+        if (!m_dirPath.isEmpty() && oldestFileName == listedName && path != m_currentUsedLogFile && QFile::exists(path)
             && QFile::remove(path)) {
             res = true;
             kFileRemoved.debug() << "The file :" << oldestFileName << "is removed";
