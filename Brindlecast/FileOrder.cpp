@@ -4,7 +4,7 @@
 #include "FileOrder_p.h"
 
 #include <QFile>
-#include <QFileInfo>
+#include <QString>
 #include <QVector>
 
 #include <algorithm>
@@ -29,27 +29,44 @@ qint64 modificationMilliseconds(const QFileInfo &info)
     return qint64{status.st_mtim.tv_sec} * 1000 + status.st_mtim.tv_nsec / 1000000;
 }
 
+DatedEntry dated(const QFileInfo &info, QDir::SortFlags flags = QDir::Time)
+{
+    const QString name = info.fileName();
+    return {modificationMilliseconds(info), flags.testFlag(QDir::IgnoreCase) ? name.toLower() : name, info};
+}
+
 } // namespace
 
 void sortByTime(QFileInfoList &entries, QDir::SortFlags flags)
 {
-    QVector<DatedEntry> dated;
-    dated.reserve(entries.size());
+    QVector<DatedEntry> datedEntries;
+    datedEntries.reserve(entries.size());
     for (const QFileInfo &info : qAsConst(entries))
-        dated.append({modificationMilliseconds(info), info.fileName(), info});
+        datedEntries.append(dated(info, flags));
 
-    const auto sensitivity = flags.testFlag(QDir::IgnoreCase) ? Qt::CaseInsensitive : Qt::CaseSensitive;
-    const auto compareNames = [flags, sensitivity](const QString &left, const QString &right) {
-        return flags.testFlag(QDir::LocaleAware) ? left.localeAwareCompare(right) : left.compare(right, sensitivity);
-    };
-    const auto newestFirst = [&compareNames](const DatedEntry &left, const DatedEntry &right) {
+    const bool isLocaleAware = flags.testFlag(QDir::LocaleAware);
+    const auto newestFirst = [isLocaleAware](const DatedEntry &left, const DatedEntry &right) {
         if (left.milliseconds != right.milliseconds)
             return left.milliseconds > right.milliseconds;
-        return compareNames(left.name, right.name) < 0;
+        return (isLocaleAware ? left.name.localeAwareCompare(right.name) : left.name.compare(right.name)) < 0;
     };
-    std::sort(dated.begin(), dated.end(), newestFirst);
+    std::sort(datedEntries.begin(), datedEntries.end(), newestFirst);
     if (flags.testFlag(QDir::Reversed))
-        std::reverse(dated.begin(), dated.end());
+        std::reverse(datedEntries.begin(), datedEntries.end());
 
-    std::transform(dated.cbegin(), dated.cend(), entries.begin(), [](const DatedEntry &entry) { return entry.info; });
+    std::transform(datedEntries.cbegin(), datedEntries.cend(), entries.begin(),
+                   [](const DatedEntry &entry) { return entry.info; });
+}
+
+QFileInfo newestFile(const QFileInfoList &entries)
+{
+    DatedEntry newest = {};
+    for (const QFileInfo &info : entries) {
+        DatedEntry entry = dated(info);
+        const bool isNewer = newest.name.isEmpty() || entry.milliseconds > newest.milliseconds
+            || (entry.milliseconds == newest.milliseconds && entry.name < newest.name);
+        if (isNewer)
+            newest = std::move(entry);
+    }
+    return newest.info;
 }

@@ -4,15 +4,30 @@
 #pragma once
 
 #include <QDir>
+#include <QFileInfo>
 #include <QFileInfoList>
 
-/**
- * Sorts `entries` by modification time, newest first, as QDir does with QDir::Time, but by the true instant.
+/*
+ * The order of QDir::Time, by the true instant.
  *
  * QDir compares local wall-clock times, which puts the newer file last within the hour that the end of summer time
- * repeats, and converts them anew at every comparison, which takes seconds for some thousand files.
+ * repeats, and converts them anew at every comparison, which takes seconds for some thousand files. Here each file is
+ * asked once. Entries of the same millisecond are ordered by name; an entry that has vanished counts as the oldest.
+ */
+
+/** Returns whether QDir would order by time with `flags`: with QDir::Type set as well it orders by name. */
+inline bool isOrderByTime(QDir::SortFlags flags)
+{
+    return (flags & (QDir::SortByMask | QDir::Type)) == QDir::Time;
+}
+
+/**
+ * Sorts the files of `entries` by modification time, newest first.
  *
- * Entries of the same millisecond are ordered by name. Of `flags`, QDir::Reversed, QDir::IgnoreCase and
- * QDir::LocaleAware are obeyed. An entry that has vanished counts as the oldest.
+ * Of `flags`, QDir::Reversed, QDir::IgnoreCase and QDir::LocaleAware are obeyed, as QDir does. Folders are not set
+ * apart.
  */
 void sortByTime(QFileInfoList &entries, QDir::SortFlags flags = QDir::Time);
+
+/** Returns the entry that sortByTime() would put first, or an empty one when there is none. */
+QFileInfo newestFile(const QFileInfoList &entries);

@@ -1,0 +1,409 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "ExportLogViewModel.h"
+
+#include "FileOrder_p.h"
+#include "LogDirectory_p.h"
+#include "MessageSite_p.h"
+
+#include <QHash>
+#include <QJsonValue>
+#include <QScopedValueRollback>
+#include <QVariant>
+#include <QVector>
+
+namespace {
+
+constexpr qint64 kBytesPerKilobyte = 1024;
+
+constexpr MessageSite kSetCurrentFolder = {__FILE__, 24, "void ExportLogViewModel::setCurrentFolder(const QString&)"};
+constexpr MessageSite kDirectoryChanged
+    = {__FILE__, 79, "void ExportLogViewModel::onFileSystemDirectoryChanged(const QString&)"};
+constexpr MessageSite kFileChanged = {__FILE__, 88, "void ExportLogViewModel::onFileSystemFileChanged(const QString&)"};
+
+QString fileNameKey()
+{
+    return QStringLiteral("file_name");
+}
+
+QString selectedKey()
+{
+    return QStringLiteral("selected");
+}
+
+// Reads the rows by role: building a JSON object for each row takes many times as long.
+class RowReader
+{
+public:
+    explicit RowReader(CommonListViewModel &rows)
+        : m_rows(rows)
+    {
+        const QAbstractItemModel &model = rows;
+        const QHash<int, QByteArray> roles = model.roleNames();
+        m_fileNameRole = roles.key(QByteArrayLiteral("file_name"), kNoRole);
+        m_selectedRole = roles.key(QByteArrayLiteral("selected"), kNoRole);
+    }
+
+    QString fileName(int row) const { return value(row, m_fileNameRole, fileNameKey()).toString(); }
+
+    bool isSelected(int row) const
+    {
+        const QVariant mark = value(row, m_selectedRole, selectedKey());
+        // Only what counts as a boolean in JSON is a mark, as for scripts that read the row.
+        return QJsonValue::fromVariant(mark).toBool();
+    }
+
+private:
+    static constexpr int kNoRole = -1;
+
+    QVariant value(int row, int role, const QString &key) const
+    {
+        // A host may have named other roles.
+        return role == kNoRole ? m_rows.get(row).value(key).toVariant() : m_rows.data(m_rows.index(row), role);
+    }
+
+    CommonListViewModel &m_rows;
+    int m_fileNameRole;
+    int m_selectedRole;
+};
+
+QFileInfoList listLogs(QDir &directory, QDir::SortFlags sortType)
+{
+    const bool isByTime = isOrderByTime(sortType);
+    directory.setFilter(QDir::Files);
+    directory.setSorting(isByTime ? QDir::SortFlags(QDir::Unsorted) : sortType);
+    directory.setNameFilters({QStringLiteral("*.txt"), QStringLiteral("*.log")});
+    QFileInfoList entries = directory.entryInfoList();
+    if (isByTime)
+        sortByTime(entries, sortType);
+    return entries;
+}
+
+} // namespace
+
+// What belongs to the rows once they have changed. It takes effect within the change, ahead of every other slot of the
+// list model's signals, so that nobody ever sees rows beside the entries or counters of others.
+struct ExportLogViewModel::RowChange
+{
+    const QFileInfoList *entries; // null when they stay
+    int selectedNumber;
+    qint64 selectedFileSize;
+    int resetsUnderWay = 0;
+    bool isDisturbed = false;
+};
+
+bool ExportLogViewModel::enableExport()
+{
+    return m_selectedNumber > 0;
+}
+
+QString ExportLogViewModel::selectedNumberStr()
+{
+    return QString::number(m_selectedNumber);
+}
+
+QString ExportLogViewModel::selectedFileSizeStr()
+{
+    return QString::number(m_selectedFileSize / kBytesPerKilobyte) + QStringLiteral(" KB");
+}
+
+bool ExportLogViewModel::isLogging()
+{
+    return m_isLogging;
+}
+
+void ExportLogViewModel::toggleLogging()
+{
+    m_isLogging = !m_isLogging;
+    Q_EMIT logOutputEnabledChangedSignal();
+}
+
+ExportLogViewModel::ExportLogViewModel(QObject *parent)
+    : QObject(parent)
+    , m_currentFolder(logDirectory())
+    , m_currentViewModel(new CommonListViewModel(nullptr))
+{
+    m_currentViewModel->setRoleNamesOfRow({fileNameKey(), selectedKey()});
+    m_fileSystemWatcher.addPath(m_currentFolder);
+    connect(&m_fileSystemWatcher, &QFileSystemWatcher::directoryChanged, this,
+            &ExportLogViewModel::onFileSystemDirectoryChanged);
+    connect(&m_fileSystemWatcher, &QFileSystemWatcher::fileChanged, this, &ExportLogViewModel::onFileSystemFileChanged);
+
+    // Connected before anybody else can be, hence called first.
+    const CommonListViewModel *rows = m_currentViewModel.data();
+    connect(rows, &CommonListViewModel::modelAboutToBeReset, this, &ExportLogViewModel::followRowsAboutToBeReset);
+    connect(rows, &CommonListViewModel::modelReset, this, &ExportLogViewModel::followRowsReset);
+    connect(rows, &CommonListViewModel::rowsInserted, this, &ExportLogViewModel::followForeignChange);
+}
+
+CommonListViewModelPointer ExportLogViewModel::fileListViewModel() const
+{
+    return m_currentViewModel;
+}
+
+void ExportLogViewModel::setCurrentFolder(const QString &path)
+{
+    const QString folder = path; // `path` may be m_currentFolder, which a slot called below may change
+    kSetCurrentFolder.debug() << "setCurrentFolder " << folder;
+    QDir directory(folder);
+    if (!directory.exists())
+        return;
+
+    const QFileInfoList entries = listLogs(directory, m_sortType);
+    m_currentFolder = folder;
+    if (!folder.isEmpty())
+        m_fileSystemWatcher.addPath(folder);
+    rebuildRows(entries);
+    m_currentFolder = folder;
+    Q_EMIT selectedNumberChangedSignal();
+}
+
+void ExportLogViewModel::setSortType(QDir::SortFlags sortType)
+{
+    if (sortType == m_sortType)
+        return;
+    m_sortType = sortType;
+    setCurrentFolder(m_currentFolder);
+}
+
+QDir::SortFlags ExportLogViewModel::sortType()
+{
+    return m_sortType;
+}
+
+QString ExportLogViewModel::currentFolderPath()
+{
+    return m_currentFolder;
+}
+
+void ExportLogViewModel::setAllSelected()
+{
+    m_isSelectAll = true;
+    bool isChanged = false;
+    for (int index = 0; index < m_currentViewModel->count(); ++index)
+        isChanged = setItemSelected(index) || isChanged;
+    if (isChanged)
+        Q_EMIT selectedNumberChangedSignal();
+}
+
+void ExportLogViewModel::setSelected(int index)
+{
+    if (setItemSelected(index))
+        Q_EMIT selectedNumberChangedSignal();
+}
+
+void ExportLogViewModel::setUnselected(int index)
+{
+    if (setItemUnselected(index))
+        Q_EMIT selectedNumberChangedSignal();
+}
+
+void ExportLogViewModel::setNoneSelected()
+{
+    m_isSelectAll = false;
+    bool isChanged = false;
+    for (int index = 0; index < m_currentViewModel->count(); ++index)
+        isChanged = setItemUnselected(index) || isChanged;
+    if (isChanged)
+        Q_EMIT selectedNumberChangedSignal();
+}
+
+bool ExportLogViewModel::isItemSelected(int index, bool &isSelected)
+{
+    if (index < 0 || index >= m_currentViewModel->count())
+        return false;
+    isSelected = RowReader(*m_currentViewModel).isSelected(index);
+    return true;
+}
+
+qint64 ExportLogViewModel::getSelectedLogs(QStringList &nameList)
+{
+    qint64 total = 0;
+    const RowReader rows(*m_currentViewModel);
+    for (int index = 0; index < m_currentViewModel->count(); ++index) {
+        if (!rows.isSelected(index) || index >= m_fileInfoList.size())
+            continue;
+        const QFileInfo &entry = m_fileInfoList.at(index);
+        if (entry.filePath().isEmpty())
+            continue;
+        nameList.append(entry.filePath());
+        total += entry.size();
+    }
+    return total;
+}
+
+bool ExportLogViewModel::makeFileViewItemInfo(const QFileInfo &info, CommonListItemData &data)
+{
+    if (!info.isDir() && !info.isFile())
+        return false;
+    data.setValue(fileNameKey(), info.fileName());
+    data.setValue(selectedKey(), m_isSelectAll);
+    return true;
+}
+
+void ExportLogViewModel::updateFileListView()
+{
+    const QFileInfoList entries = m_fileInfoList;
+    rebuildRows(entries);
+}
+
+bool ExportLogViewModel::setItemSelected(int index)
+{
+    bool isSelected = false;
+    if (!isItemSelected(index, isSelected) || isSelected)
+        return false;
+    RowChange marked = {nullptr, m_selectedNumber + 1, m_selectedFileSize + fileSizeOfRow(index)};
+    changeRows(marked, [this, index] { m_currentViewModel->setItemValue(index, selectedKey(), true); });
+    return true;
+}
+
+bool ExportLogViewModel::setItemUnselected(int index)
+{
+    bool isSelected = false;
+    if (!isItemSelected(index, isSelected) || !isSelected)
+        return false;
+    const qint64 size = fileSizeOfRow(index);
+    RowChange unmarked
+        = {nullptr, qMax(m_selectedNumber - 1, 0), size < m_selectedFileSize ? m_selectedFileSize - size : 0};
+    changeRows(unmarked, [this, index] { m_currentViewModel->setItemValue(index, selectedKey(), false); });
+    return true;
+}
+
+void ExportLogViewModel::onFileSystemDirectoryChanged(const QString &path)
+{
+    kDirectoryChanged.debug() << "FileSystemDirectoryChanged: " << path;
+    if (path.startsWith(m_currentFolder))
+        setCurrentFolder(m_currentFolder);
+}
+
+void ExportLogViewModel::onFileSystemFileChanged(const QString &path)
+{
+    kFileChanged.debug() << "FileSystemFileChanged: " << path;
+    if (path.startsWith(m_currentFolder))
+        setCurrentFolder(m_currentFolder);
+}
+
+template <typename Change> void ExportLogViewModel::changeRows(RowChange &rowChange, Change change)
+{
+    if (m_rowChange)
+        m_rowChange->isDisturbed = true;
+    const QScopedValueRollback<RowChange *> rollback(m_rowChange, &rowChange);
+    change();
+}
+
+// The new entries take the place of the former ones, and the counters start anew, when the former rows are gone and no
+// earlier: whoever is told that the rows are about to go still finds their files.
+void ExportLogViewModel::rebuildRows(const QFileInfoList &entries)
+{
+    RowChange emptied = {&entries, 0, 0};
+    changeRows(emptied, [this] { m_currentViewModel->clear(); });
+
+    CommonListItemData row(nullptr);
+    CommonItemDataList rows;
+    rows.reserve(entries.size());
+    QFileInfoList listed;
+    listed.reserve(entries.size());
+    qint64 markedFileSize = 0;
+    for (const QFileInfo &info : entries) {
+        if (!makeFileViewItemInfo(info, row))
+            continue;
+        rows.append(row);
+        listed.append(info);
+        if (m_isSelectAll)
+            markedFileSize += info.size();
+    }
+    if (rows.isEmpty())
+        return;
+    RowChange filled = {&listed, m_isSelectAll ? rows.size() : 0, markedFileSize};
+    changeRows(filled, [this, &rows] { m_currentViewModel->setListData(rows); });
+}
+
+qint64 ExportLogViewModel::fileSizeOfRow(int index) const
+{
+    return index < m_fileInfoList.size() ? m_fileInfoList.at(index).size() : 0;
+}
+
+void ExportLogViewModel::followRowsAboutToBeReset()
+{
+    if (m_rowChange && m_rowChange->resetsUnderWay++ > 0)
+        m_rowChange->isDisturbed = true;
+}
+
+void ExportLogViewModel::followRowsReset()
+{
+    const RowChange *rowChange = m_rowChange;
+    if (!rowChange || --m_rowChange->resetsUnderWay > 0) {
+        followForeignChange();
+        return;
+    }
+    m_rowChange = nullptr; // what follows within the same call is not ours
+    if (rowChange->entries)
+        m_fileInfoList = *rowChange->entries;
+    m_selectedNumber = rowChange->selectedNumber;
+    m_selectedFileSize = rowChange->selectedFileSize;
+    if (rowChange->isDisturbed)
+        followForeignChange();
+}
+
+void ExportLogViewModel::followForeignChange()
+{
+    if (m_rowChange)
+        m_rowChange->isDisturbed = true;
+    alignEntries();
+
+    int number = 0;
+    qint64 fileSize = 0;
+    const RowReader rows(*m_currentViewModel);
+    for (int index = 0; index < m_currentViewModel->count(); ++index) {
+        if (rows.isSelected(index)) {
+            ++number;
+            fileSize += fileSizeOfRow(index);
+        }
+    }
+    if (number == m_selectedNumber && fileSize == m_selectedFileSize)
+        return;
+    m_selectedNumber = number;
+    m_selectedFileSize = fileSize;
+    Q_EMIT selectedNumberChangedSignal();
+}
+
+// Puts the entry of each row at the row's index again, after a host moved, removed or added rows.
+void ExportLogViewModel::alignEntries()
+{
+    const RowReader rows(*m_currentViewModel);
+    const int rowCount = m_currentViewModel->count();
+    int row = 0;
+    while (row < rowCount && row < m_fileInfoList.size() && rows.fileName(row) == m_fileInfoList.at(row).fileName())
+        ++row;
+    if (row == rowCount)
+        return;
+
+    QHash<QString, QFileInfo> unclaimed;
+    for (const QFileInfo &entry : qAsConst(m_fileInfoList))
+        unclaimed.insert(entry.fileName(), entry);
+    unclaimed.remove(QString());
+
+    // A row without an entry, where there was a row for every entry and still is, is one that got another name.
+    const bool mayBeRenamed = rowCount == m_fileInfoList.size() && rowCount == unclaimed.size();
+
+    QFileInfoList aligned;
+    QVector<int> strangers;
+    for (row = 0; row < rowCount; ++row) {
+        aligned.append(unclaimed.take(rows.fileName(row)));
+        if (aligned.constLast().filePath().isEmpty())
+            strangers.append(row);
+    }
+    for (const int stranger : qAsConst(strangers)) {
+        if (mayBeRenamed)
+            aligned[stranger] = unclaimed.take(m_fileInfoList.at(stranger).fileName());
+    }
+    // The rest waits behind the rows, after an empty entry, in case the host brings its rows back.
+    if (!unclaimed.isEmpty())
+        aligned.append(QFileInfo());
+    for (const QFileInfo &entry : qAsConst(m_fileInfoList)) {
+        if (unclaimed.contains(entry.fileName()))
+            aligned.append(entry);
+    }
+    m_fileInfoList = aligned;
+}
