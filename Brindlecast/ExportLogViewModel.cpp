@@ -68,18 +68,6 @@ private:
     int m_selectedRole;
 };
 
-QFileInfoList listLogs(QDir &directory, QDir::SortFlags sortType)
-{
-    const bool isByTime = isOrderByTime(sortType);
-    directory.setFilter(QDir::Files);
-    directory.setSorting(isByTime ? QDir::SortFlags(QDir::Unsorted) : sortType);
-    directory.setNameFilters({QStringLiteral("*.txt"), QStringLiteral("*.log")});
-    QFileInfoList entries = directory.entryInfoList();
-    if (isByTime)
-        sortByTime(entries, sortType);
-    return entries;
-}
-
 } // namespace
 
 // What belongs to the rows once they have changed. It takes effect within the change, ahead of every other slot of the
@@ -150,7 +138,9 @@ void ExportLogViewModel::setCurrentFolder(const QString &path)
     if (!directory.exists())
         return;
 
-    const QFileInfoList entries = listLogs(directory, m_sortType);
+    directory.setFilter(QDir::Files);
+    directory.setNameFilters({QStringLiteral("*.txt"), QStringLiteral("*.log")});
+    const QFileInfoList entries = filesInOrder(directory, m_sortType);
     m_currentFolder = folder;
     if (!folder.isEmpty())
         m_fileSystemWatcher.addPath(folder);
@@ -302,14 +292,15 @@ void ExportLogViewModel::rebuildRows(const QFileInfoList &entries)
     CommonListItemData row(nullptr);
     CommonItemDataList rows;
     rows.reserve(entries.size());
-    QFileInfoList listed;
-    listed.reserve(entries.size());
+    QFileInfoList listed = entries;
     qint64 markedFileSize = 0;
     for (const QFileInfo &info : entries) {
-        if (!makeFileViewItemInfo(info, row))
+        row.setData({}); // shares nothing with its last copy, so that filling it does not copy that first
+        if (!makeFileViewItemInfo(info, row)) {
+            listed.removeAt(rows.size());
             continue;
+        }
         rows.append(row);
-        listed.append(info);
         if (m_isSelectAll)
             markedFileSize += info.size();
     }

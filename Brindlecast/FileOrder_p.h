@@ -8,18 +8,12 @@
 #include <QFileInfoList>
 
 /*
- * The order of QDir::Time, by the true instant.
+ * Orders by time are those of QDir::Time, but by the true instant.
  *
  * QDir compares local wall-clock times, which puts the newer file last within the hour that the end of summer time
  * repeats, and converts them anew at every comparison, which takes seconds for some thousand files. Here each file is
  * asked once. Entries of the same millisecond are ordered by name; an entry that has vanished counts as the oldest.
  */
-
-/** Returns whether QDir would order by time with `flags`: with QDir::Type set as well it orders by name. */
-inline bool isOrderByTime(QDir::SortFlags flags)
-{
-    return (flags & (QDir::SortByMask | QDir::Type)) == QDir::Time;
-}
 
 /**
  * Sorts the files of `entries` by modification time, newest first.
@@ -31,3 +25,10 @@ void sortByTime(QFileInfoList &entries, QDir::SortFlags flags = QDir::Time);
 
 /** Returns the entry that sortByTime() would put first, or an empty one when there is none. */
 QFileInfo newestFile(const QFileInfoList &entries);
+
+/**
+ * Returns the entries of `directory`, which lists files only, in the order that QDir gives with `flags`.
+ *
+ * Differs from QDir::entryInfoList() in the order by time alone.
+ */
+QFileInfoList filesInOrder(QDir directory, QDir::SortFlags flags);
