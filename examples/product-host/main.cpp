@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+// What a product calls, and when; docs/in-your-product.md explains it. Run with the log directory and the folder of a
+// stick: logs a line, brings it to storage and exports the logs.
+
+#include <Brindlecast/DiskSpaceChecker.h>
+#include <Brindlecast/DocumentUtils.h>
+#include <Brindlecast/ExportLogViewModel.h>
+#include <Brindlecast/QtDebugLogger.h>
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QFile>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+void startLogging()
+{
+    QtDebugLogger *logger = QtDebugLogger::getInstance();
+    logger->setLogCategoryEnabled(true, 1);
+    logger->setFatalFlushTimeout(2000);
+    logger->enableOutputFile();
+}
+
+// Whether all that was written to the file system of a folder has reached its storage.
+bool syncFileSystem(const QString &folder)
+{
+    const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool isSynced = descriptor >= 0 && ::syncfs(descriptor) == 0;
+    ::close(descriptor);
+    return isSynced;
+}
+
+bool bringLogsToStorage(const QString &logDirectory)
+{
+    return QtDebugLogger::getInstance()->flush(2000) && syncFileSystem(logDirectory);
+}
+
+bool exportLogs(const QString &logDirectory, const QString &stick)
+{
+    ExportLogViewModel logs(nullptr);
+    logs.setCurrentFolder(logDirectory);
+    logs.setAllSelected();
+    QStringList paths;
+    const qint64 needed = logs.getSelectedLogs(paths);
+    if (DiskSpaceChecker(nullptr).getFreeDisk(stick) < needed)
+        return false;
+
+    QtDebugLogger::getInstance()->flush(2000);
+    for (const QString &path : qAsConst(paths)) {
+        if (DocumentUtils(nullptr).copyFileOrDir(path, stick + QLatin1Char('/'), QString()) != 1)
+            return false;
+    }
+    return syncFileSystem(stick); // Before that the stick must not be pulled.
+}
+
+void beginNewLogFiles()
+{
+    QtDebugLogger *logger = QtDebugLogger::getInstance();
+    logger->disableOutputFile();
+    logger->enableOutputFile();
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    startLogging();
+
+    const QString logDirectory = application.arguments().value(1);
+    const QString stick = application.arguments().value(2);
+    qInfo() << "up and running";
+    const bool isStored = bringLogsToStorage(logDirectory);
+    const bool isExported = exportLogs(logDirectory, stick);
+    beginNewLogFiles();
+    return isStored && isExported ? 0 : 1;
+}
