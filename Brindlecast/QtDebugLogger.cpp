@@ -14,6 +14,8 @@
 
 #include <cstdio>
 
+#include <pthread.h>
+
 namespace {
 
 constexpr unsigned long kMessageCategory = 1;
@@ -36,6 +38,8 @@ constexpr MessageSite kDropped{__FILE__, 186, "void QtDebugLogger::tellWhatWasDr
 // These outlive the logger: a message may be raised while, and after, it is destroyed.
 PostingGate postingGate;
 std::atomic<bool> isLeaving{false};
+// The logger is being destroyed, or this is a forked child, which has no writer thread and may find any lock taken.
+std::atomic<bool> isGone{false};
 static_assert(std::is_trivially_destructible<PostingGate>::value, "must be usable after static destructors");
 
 // protected by the logger's m_control:
@@ -66,15 +70,27 @@ QtDebugLogger::QtDebugLogger(QObject *parent)
 
     // Qt sets its calendar up at the first date that a process formats, without a lock.
     LogLine::prepare();
+
+    pthread_atfork(nullptr, nullptr, [] { isGone.store(true); });
 }
 
 QtDebugLogger::~QtDebugLogger()
 {
-    // exit() destroys the logger while the application object still lives.
+    if (isGone.load()) {
+        // In a forked child the thread object waits for a thread that is not there.
+        static const auto *const keptThread = new QSharedPointer<QThread>(m_logWriterThread);
+        static const auto *const keptWorker = new LogWriterWorkerPointer(m_writerWorker);
+        Q_UNUSED(keptThread)
+        Q_UNUSED(keptWorker)
+        return;
+    }
+    // exit() destroys the logger while the application object still lives, and other threads run.
     leave();
     clearData();
-    stopThread();
+    isGone.store(true);
+    leave(); // Other threads may have started it again, and will not any more.
     qRemovePostRoutine(leaveWithApplication);
+    const std::lock_guard<std::mutex> untilTheMapIsFree(m_enabling);
     const auto waiting = static_cast<long long>(m_postedRequests.load() - m_writerWorker->handledRequests());
     const auto dropped = static_cast<long long>(m_droppedLines.load());
     if (waiting + dropped > 0)
@@ -89,22 +105,25 @@ QtDebugLogger *QtDebugLogger::getInstance()
 
 void QtDebugLogger::clearData()
 {
+    if (isGone.load())
+        return;
     {
         const std::lock_guard<std::mutex> lock(m_enabling);
+        if (isGone.load())
+            return;
         m_logEnableMap.clear();
         m_enabledCategories.store(0);
     }
-    const PostingGate::Pass pass(postingGate);
-    Q_EMIT clearSignal();
+    sendClear();
 }
 
 void QtDebugLogger::startThread()
 {
-    if (LogWriterThread::isCurrent())
+    if (isGone.load() || LogWriterThread::isCurrent())
         return;
     const PostingGate::StepOutside slotOfOurSignals(postingGate);
     const std::lock_guard<std::mutex> lock(m_control);
-    if (m_bRunning)
+    if (m_bRunning || isGone.load())
         return;
     m_bRunning = true;
     if (QCoreApplication::instance())
@@ -118,8 +137,12 @@ void QtDebugLogger::startThread()
 
 void QtDebugLogger::stopThread()
 {
-    if (LogWriterThread::isCurrent())
-        return;
+    if (!isGone.load() && !LogWriterThread::isCurrent())
+        endThread();
+}
+
+void QtDebugLogger::endThread()
+{
     const PostingGate::StepOutside slotOfOurSignals(postingGate);
     const std::lock_guard<std::mutex> lock(m_control);
     if (!m_bRunning)
@@ -130,6 +153,8 @@ void QtDebugLogger::stopThread()
 
 void QtDebugLogger::enableOutputFile()
 {
+    if (isGone.load())
+        return;
     qInstallMessageHandler(outputMessage);
     startThread();
 }
@@ -137,8 +162,15 @@ void QtDebugLogger::enableOutputFile()
 void QtDebugLogger::disableOutputFile()
 {
     qInstallMessageHandler(nullptr);
+    if (!isGone.load())
+        sendClear();
+}
+
+void QtDebugLogger::sendClear()
+{
     const PostingGate::Pass pass(postingGate);
-    Q_EMIT clearSignal();
+    if (!isGone.load())
+        Q_EMIT clearSignal();
 }
 
 void QtDebugLogger::debug(const QString &log)
@@ -163,7 +195,11 @@ void QtDebugLogger::critical(const QString &log)
 
 void QtDebugLogger::setLogCategoryEnabled(bool isEnabled, unsigned long categories)
 {
+    if (isGone.load())
+        return;
     const std::lock_guard<std::mutex> lock(m_enabling);
+    if (isGone.load())
+        return;
     for (const unsigned long category : kCategories) {
         if (categories & category)
             m_logEnableMap.insert(category, isEnabled);
@@ -177,11 +213,15 @@ void QtDebugLogger::setLogCategoryEnabled(bool isEnabled, unsigned long categori
 bool QtDebugLogger::flush(int timeoutMs)
 {
     const quint64 raised = m_postedRequests.load();
-    const auto isDone = [this, raised] { return m_writerWorker->handledRequests() >= raised; };
-    const QDeadlineTimer limit(timeoutMs);
-    while (writerThread()->isServing()) {
-        if (isDone())
-            return m_writerWorker->isLastRequestWritten();
+    const QDeadlineTimer limit(qMax(timeoutMs, -1));
+    while (!isGone.load()) {
+        {
+            const PostingGate::Pass pass(postingGate); // The thread and the worker are not destroyed meanwhile.
+            if (isGone.load() || !writerThread()->isServing())
+                return false;
+            if (m_writerWorker->handledRequests() >= raised)
+                return m_writerWorker->isLastRequestWritten();
+        }
         if (limit.hasExpired() || LogWriterThread::isCurrent())
             return false;
         QThread::usleep(kFlushPollUs);
@@ -197,6 +237,10 @@ void QtDebugLogger::setFatalFlushTimeout(int timeoutMs)
 // Nothing in here may raise a message: Qt would send it to standard error only.
 void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg)
 {
+    if (isGone.load()) {
+        writeToDefaultOutput(type, context, msg);
+        return;
+    }
     if (LogWriterThread::isCurrent()) {
         // The thread that ends while the gate is closed would wait for itself. It lives no longer than the logger.
         const ForcedEnd::Forbidden insideDestructorOfQDebug;
@@ -205,7 +249,7 @@ void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &cont
     }
 
     const PostingGate::Pass pass(postingGate);
-    if (isLeaving.load()) {
+    if (isLeaving.load() || isGone.load()) {
         writeToDefaultOutput(type, context, msg);
         return;
     }
@@ -283,11 +327,13 @@ void QtDebugLogger::leave()
     postingGate.open();
     if (QCoreApplication::instance() != nullptr) // Without one nothing can be delivered, however long we wait.
         flush(kLeavingTimeoutMs);
-    stopThread();
+    endThread();
 }
 
 void QtDebugLogger::leaveWithApplication()
 {
+    if (isGone.load())
+        return;
     QtDebugLogger *const logger = getInstance();
     {
         const std::lock_guard<std::mutex> lock(logger->m_control);

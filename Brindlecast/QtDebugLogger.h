@@ -47,6 +47,8 @@ class LogWriterThread;
  * @note Hosts must be compiled with QT_MESSAGELOGCONTEXT to have file and line in release builds. The CMake target and
  * the pkg-config file pass it on.
  *
+ * Destroyed, and in the child of a fork(), the logger does nothing: messages go to Qt's default output.
+ *
  * Thread safety: thread-safe. A message raised while the handler runs on the same thread, by a slot that is connected
  * directly to handleIOSignal() for example, goes to standard error.
  */
@@ -145,6 +147,8 @@ private:
     bool isQueueFull();
     void tellWhatWasDropped(unsigned long category);
     void post(const QString &line, unsigned long category);
+    void sendClear();
+    void endThread();
     void leave();
     static void leaveWithApplication();
 
