@@ -8,6 +8,7 @@
 #include "LogWriterThread_p.h"
 #include "MessageSite_p.h"
 #include "PostingGate_p.h"
+#include "RequestPool_p.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -306,7 +307,7 @@ void QtDebugLogger::tellWhatWasDropped(unsigned long category)
 
 void QtDebugLogger::post(const QString &line, unsigned long category)
 {
-    FileIOObjectPointer request(new FileIOObject(nullptr));
+    const FileIOObjectPointer request = RequestPool::take();
     request->category = category;
     request->contentList.append(line);
     request->m_isQueued = !LogWriterThread::isCurrent();

@@ -126,7 +126,12 @@ public:
     void setFatalFlushTimeout(int timeoutMs);
 
 Q_SIGNALS:
-    /** A line is on its way to the writer thread. Emitted on the thread that raised it, inside the message handler. */
+    /**
+     * A line is on its way to the writer thread. Emitted on the thread that raised it, inside the message handler.
+     *
+     * @note The request is the receiver's for as long as it holds the pointer. Afterwards it is used again, so neither
+     * a QPointer nor destroyed() tells the end of one.
+     */
     void handleIOSignal(FileIOObjectPointer pobj);
 
     /** The log files are to be closed. Emitted on the thread that called clearData() or disableOutputFile(). */
