@@ -30,13 +30,13 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kBurst = 100;
 constexpr std::chrono::milliseconds kBurstInterval(10);
-constexpr int kGrowthBatch = 10000;
+constexpr int kSteadyBatch = 100;
 
 // The way lines are raised:
 //   paced       bursts of 100 per 10 ms, every call timed
 //   flat        as fast as the threads can, every call timed
 //   throughput  as fast as the threads can, only the whole timed
-//   steady      in batches of 10,000, each written before the next, only the whole timed
+//   steady      in batches of 100, each written before the next, only the whole timed
 //   memory      with the writer thread stopped
 enum class Way { Paced, Flat, Throughput, Steady, Memory };
 constexpr const char *kWays[] = {"paced", "flat", "throughput", "steady", "memory"};
@@ -82,7 +82,7 @@ void raiseUntimed(const Contender &contender, Way way, int thread, int lines)
 {
     for (int line = 0; line < lines; ++line) {
         contender.raise(thread, line);
-        if (way == Way::Steady && (line + 1) % kGrowthBatch == 0)
+        if (way == Way::Steady && (line + 1) % kSteadyBatch == 0)
             contender.end();
     }
 }
