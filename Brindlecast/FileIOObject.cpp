@@ -90,7 +90,10 @@ bool FileIOObject::writeWhole(const QByteArray &batch)
 
     const auto torn = static_cast<off_t>(rest - batch.constData());
     struct stat status = {};
-    if (torn > 0 && ::fstat(descriptor, &status) == 0 && ::ftruncate(descriptor, status.st_size - torn) != 0)
-        myfile.unsetError(); // Not a regular file: what it took can't be taken back.
+    if (torn > 0 && ::fstat(descriptor, &status) == 0) {
+        // A file that is no regular one keeps what it took, and gets it once more.
+        const bool isTakenBack = ::ftruncate(descriptor, status.st_size - torn) == 0;
+        Q_UNUSED(isTakenBack)
+    }
     return false;
 }

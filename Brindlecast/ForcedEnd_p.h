@@ -44,20 +44,26 @@ public:
     Allowed &operator=(const Allowed &) = delete;
 };
 
-/** Forbids it again within: a message raised on the writer thread is handled inside QDebug's destructor. */
+/** Forbids it again on the confined thread: a message raised there is handled inside QDebug's destructor. */
 class Forbidden
 {
 public:
     Forbidden()
         : m_wasAllowed(std::exchange(isAllowedHere, false))
     {
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_formerState);
     }
-    ~Forbidden() { isAllowedHere = m_wasAllowed; }
+    ~Forbidden()
+    {
+        isAllowedHere = m_wasAllowed;
+        pthread_setcancelstate(m_formerState, nullptr);
+    }
     Forbidden(const Forbidden &) = delete;
     Forbidden &operator=(const Forbidden &) = delete;
 
 private:
     const bool m_wasAllowed;
+    int m_formerState = PTHREAD_CANCEL_DISABLE;
 };
 
 } // namespace ForcedEnd

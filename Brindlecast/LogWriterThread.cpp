@@ -9,8 +9,10 @@
 #include "WriterEventDispatcher_p.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QScopeGuard>
 
+#include <algorithm>
 #include <chrono>
 #include <limits>
 
@@ -20,7 +22,7 @@ namespace {
 
 constexpr int kGraceMs = 2000;
 constexpr unsigned long kStartWaitMs = 3;
-constexpr unsigned long kApplicationPollMs = 2;
+constexpr unsigned long kLongestPauseMs = 50;
 
 // Trivially destructible, so that messages of a dying thread may ask.
 thread_local bool isWriterThread = false;
@@ -34,42 +36,36 @@ bool LogWriterThread::isCurrent()
     return isWriterThread;
 }
 
-void LogWriterThread::begin()
+bool LogWriterThread::begin()
 {
-    {
-        const std::lock_guard<std::mutex> lock(m_parking);
-        m_isParked = false;
-        m_isLetGo = false;
-    }
+    reach(Begun);
     m_worker->setAccepting(true);
     m_isServing.store(true);
     if (eventDispatcher() == nullptr)
         setEventDispatcher(new WriterEventDispatcher); // The thread deletes it when it ends.
     start(QThread::InheritPriority);
+    if (!isRunning())
+        m_isServing.store(false);
     wait(kStartWaitMs);
+    return m_isServing.load();
 }
 
 void LogWriterThread::end(PostingGate &gate)
 {
     m_worker->setAccepting(false);
     m_isServing.store(false);
-    if (!isRunning())
-        return; // The system had no thread to give.
     eventDispatcher()->wakeUp();
 
-    if (!waitUntilParked(kGraceMs)) {
+    if (!waitFor(Parked, kGraceMs)) {
+        waitFor(Cancellable); // Cancelled any earlier, it would end past the gate.
         terminate();
-        waitUntilParked(-1);
+        waitFor(Parked);
         m_worker->discardFiles();
     }
 
     gate.close();
-    terminate(); // Has no effect any more: nothing that a parked thread still does can be cancelled.
-    {
-        const std::lock_guard<std::mutex> lock(m_parking);
-        m_isLetGo = true;
-    }
-    m_parkingChanged.notify_all();
+    terminate(); // How the thread is to end, though nothing that a parked one still does can be cancelled.
+    reach(LetGo);
     wait(std::numeric_limits<unsigned long>::max());
     gate.open();
 }
@@ -78,12 +74,14 @@ void LogWriterThread::run()
 {
     isWriterThread = true;
     ForcedEnd::confine();
-    // The space guard changes the current directory. A private one keeps that from the host; where the system refuses,
-    // the worker puts the former one back after each check.
-    ::unshare(CLONE_FS);
-
-    // A destructor, not the end of the function: a cancelled thread comes this way too.
+    // A guard's destructor, not the end of the function: a cancelled thread comes this way too.
     const auto parkAtLast = qScopeGuard([this] { park(); });
+    reach(Cancellable);
+
+    // The space guard changes the current directory. A private one keeps that from the host, and does not keep the
+    // host's own in use. Where the system refuses, the worker puts the former one back after each check.
+    if (::unshare(CLONE_FS) == 0)
+        QDir::setCurrent(QDir::rootPath());
 
     if (!waitForApplication())
         return;
@@ -94,28 +92,37 @@ void LogWriterThread::run()
 
 bool LogWriterThread::waitForApplication()
 {
+    unsigned long pauseMs = 1;
     while (m_isServing.load()) {
         if (!QCoreApplication::startingUp())
             return true;
-        QThread::msleep(kApplicationPollMs);
+        QThread::msleep(pauseMs);
+        pauseMs = std::min(pauseMs + 1, kLongestPauseMs);
     }
     return false;
 }
 
 void LogWriterThread::park()
 {
-    std::unique_lock<std::mutex> lock(m_parking);
-    m_isParked = true;
-    m_parkingChanged.notify_all();
-    m_parkingChanged.wait(lock, [this] { return m_isLetGo; });
+    reach(Parked);
+    waitFor(LetGo);
 }
 
-bool LogWriterThread::waitUntilParked(int timeoutMs)
+void LogWriterThread::reach(Stage stage)
 {
-    const auto parked = [this] { return m_isParked; };
-    std::unique_lock<std::mutex> lock(m_parking);
+    {
+        const std::lock_guard<std::mutex> lock(m_progress);
+        m_stage = stage;
+    }
+    m_stageReached.notify_all();
+}
+
+bool LogWriterThread::waitFor(Stage stage, int timeoutMs)
+{
+    const auto isReached = [this, stage] { return m_stage >= stage; };
+    std::unique_lock<std::mutex> lock(m_progress);
     if (timeoutMs >= 0)
-        return m_parkingChanged.wait_for(lock, std::chrono::milliseconds(timeoutMs), parked);
-    m_parkingChanged.wait(lock, parked);
+        return m_stageReached.wait_for(lock, std::chrono::milliseconds(timeoutMs), isReached);
+    m_stageReached.wait(lock, isReached);
     return true;
 }

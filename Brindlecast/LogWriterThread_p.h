@@ -32,8 +32,11 @@ public:
     /** The worker that this thread serves; to be set before the first begin(), and to outlive the last end(). */
     void setWorker(LogWriterWorker *worker) { m_worker = worker; }
 
-    /** Starts the thread. Without an application object it waits for one, since Qt drops events until there is one. */
-    void begin();
+    /**
+     * Starts the thread; false when the system has none to give. Without an application object the thread waits for
+     * one, since Qt drops events until there is one.
+     */
+    bool begin();
 
     /**
      * Ends the thread and waits for that. The request in hand is finished, unless that takes longer than two seconds;
@@ -51,16 +54,18 @@ protected:
     void run() override;
 
 private:
+    enum Stage { Begun, Cancellable, Parked, LetGo };
+
     bool waitForApplication();
     void park();
-    bool waitUntilParked(int timeoutMs);
+    void reach(Stage stage);
+    bool waitFor(Stage stage, int timeoutMs = -1);
 
     LogWriterWorker *m_worker = nullptr;
     std::atomic<bool> m_isServing{false};
 
-    std::mutex m_parking;
-    std::condition_variable m_parkingChanged;
-    // protected by m_parking:
-    bool m_isParked = false;
-    bool m_isLetGo = false;
+    std::mutex m_progress;
+    std::condition_variable m_stageReached;
+    // protected by m_progress:
+    Stage m_stage = Begun;
 };

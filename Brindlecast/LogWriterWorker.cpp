@@ -46,11 +46,10 @@ public:
     }
     ~CurrentDirectoryKeeper()
     {
-        if (m_descriptor < 0)
-            return;
-        if (::fchdir(m_descriptor) != 0)
+        if (m_descriptor < 0 || ::fchdir(m_descriptor) != 0)
             QDir::setCurrent(QDir::rootPath()); // Better than keeping a log volume from being unmounted.
-        ::close(m_descriptor);
+        if (m_descriptor >= 0)
+            ::close(m_descriptor);
     }
     Q_DISABLE_COPY(CurrentDirectoryKeeper)
 
@@ -73,24 +72,13 @@ LogWriterWorker::LogWriterWorker(QObject *parent)
 
 void LogWriterWorker::onHandleIO(const FileIOObjectPointer &pobj)
 {
-    if (pobj.isNull())
-        return;
-    if (!m_isAccepting.load(std::memory_order_relaxed))
-        m_setAside.append(pobj);
-    else if (m_isWriting)
-        m_deferred.append(pobj);
-    else
-        handleRequest(*pobj);
+    if (!pobj.isNull())
+        take(pobj);
 }
 
 void LogWriterWorker::onClearData()
 {
-    if (!m_isAccepting.load(std::memory_order_relaxed))
-        m_setAside.append(FileIOObjectPointer());
-    else if (m_isWriting)
-        m_deferred.append(FileIOObjectPointer());
-    else
-        clearFiles();
+    take(FileIOObjectPointer());
 }
 
 QString LogWriterWorker::makeLogFilePath(unsigned long categories)
@@ -108,6 +96,16 @@ bool LogWriterWorker::isSameDay(const QDate &lastModifiedTime, const QDate &curT
         && lastModifiedTime.day() == curTime.day();
 }
 
+void LogWriterWorker::take(const FileIOObjectPointer &requestOrClear)
+{
+    if (!m_isAccepting.load(std::memory_order_relaxed))
+        m_setAside.append(requestOrClear);
+    else if (m_isBusy)
+        m_deferred.append(requestOrClear);
+    else
+        handle(requestOrClear);
+}
+
 void LogWriterWorker::workOffSetAside()
 {
     if (m_isDiscardingFiles) {
@@ -115,49 +113,47 @@ void LogWriterWorker::workOffSetAside()
         m_ioMap.clear();
         m_isDiscardingFiles = false;
     }
-    // Not by the slots: those would put the head of the list at its end when the thread is told to end meanwhile.
-    while (!m_setAside.isEmpty() && m_isAccepting.load(std::memory_order_relaxed)) {
-        const FileIOObjectPointer next = m_setAside.takeFirst();
-        if (next.isNull())
-            clearFiles();
-        else
-            handleRequest(*next);
-    }
+    // Not by take(): that would put the head of the list at its end when the thread is told to end meanwhile.
+    while (!m_setAside.isEmpty() && m_isAccepting.load(std::memory_order_relaxed))
+        handle(m_setAside.takeFirst());
 }
 
-void LogWriterWorker::handleRequest(const FileIOObject &request)
+void LogWriterWorker::handle(const FileIOObjectPointer &requestOrClear)
 {
-    const FileIOObjectPointer file = writeRequest(request);
-    if (!m_deferred.isEmpty()) {
-        // One round only: a file that makes Qt warn at every write must not keep us here.
-        const QList<FileIOObjectPointer> deferred = std::exchange(m_deferred, {});
-        for (const FileIOObjectPointer &next : deferred) {
-            if (next.isNull())
-                clearFiles();
-            else
-                writeRequest(*next);
-        }
-    }
-    // Only now that no entry is half updated: the guard's messages come back to onHandleIO() at once.
-    if (m_isCheckDue && file->myfile.isOpen())
-        guardDirectory();
-}
-
-FileIOObjectPointer LogWriterWorker::writeRequest(const FileIOObject &request)
-{
-    if (m_isChecking)
-        forgetRemovedFiles();
-
-    bool isWritten = false;
-    m_isWriting = true;
+    m_isBusy = true;
     // In a guard: a request that is cut off has been handled, too. What came past the queue, from the writer thread
     // itself or from a host, must not stand in for one that still waits there.
-    const auto count = qScopeGuard([this, &isWritten, isQueued = request.m_isQueued] {
-        m_isWriting = false;
-        m_isLastRequestWritten.store(isWritten, std::memory_order_relaxed);
+    const bool isQueued = !requestOrClear.isNull() && requestOrClear->m_isQueued;
+    const auto count = qScopeGuard([this, isQueued] {
+        m_isBusy = false;
         if (isQueued)
             m_handledRequests.store(m_handledRequests.load(std::memory_order_relaxed) + 1, std::memory_order_release);
     });
+
+    carryOut(requestOrClear);
+    // Only now that no entry is half updated.
+    if (m_isCheckDue)
+        guardDirectory();
+    if (!m_deferred.isEmpty()) {
+        // One round only: a file that makes Qt warn at every write must not keep us here.
+        const QList<FileIOObjectPointer> deferred = std::exchange(m_deferred, {});
+        for (const FileIOObjectPointer &next : deferred)
+            carryOut(next);
+    }
+}
+
+void LogWriterWorker::carryOut(const FileIOObjectPointer &requestOrClear)
+{
+    if (requestOrClear.isNull())
+        clearFiles();
+    else
+        writeRequest(*requestOrClear);
+}
+
+void LogWriterWorker::writeRequest(const FileIOObject &request)
+{
+    // What is cut off was not written.
+    m_isLastRequestWritten.store(false, std::memory_order_relaxed);
 
     FileIOObjectPointer entry = m_ioMap.value(request.category);
     if (entry.isNull()) {
@@ -175,8 +171,8 @@ FileIOObjectPointer LogWriterWorker::writeRequest(const FileIOObject &request)
         if (entry->category != kStartupCategory)
             m_lastModifiedTime = QDateTime::currentDateTimeUtc();
     }
-    isWritten = entry->contentList.isEmpty() && !entry->hasBacklog();
-    return entry;
+    const bool isWritten = entry->contentList.isEmpty() && !entry->hasBacklog();
+    m_isLastRequestWritten.store(isWritten, std::memory_order_relaxed);
 }
 
 bool LogWriterWorker::prepareFile(FileIOObject &file)
@@ -186,12 +182,12 @@ bool LogWriterWorker::prepareFile(FileIOObject &file)
         file.state = file.path.isEmpty() ? eIONONE : eIOREADYTOOPEN;
     }
     if (file.state == eIOREADYTOOPEN)
-        file.state = file.openFile() ? eIOREADYTOWRITE : eIONONE;
+        file.state = openFile(file) ? eIOREADYTOWRITE : eIONONE;
     if (file.state == eIOREADYTOWRITE && file.category != kStartupCategory
         && sizeOf(file.myfile) >= kFileSizeLimitBytes) {
         file.myfile.close(); // Not closeFile(): the waiting lines belong into the new file.
         nameFile(file);
-        if (!file.openFile())
+        if (!openFile(file))
             file.state = eIONONE;
     }
     return file.state == eIOREADYTOWRITE;
@@ -203,10 +199,17 @@ void LogWriterWorker::nameFile(FileIOObject &file)
     m_diskChecker.setCurrentLogFile(file.path);
     if (file.category != kStartupCategory)
         m_lastModifiedTime = QDateTime::currentDateTimeUtc();
-    if (file.path != m_lastNamedPath) {
-        m_lastNamedPath = file.path;
+}
+
+bool LogWriterWorker::openFile(FileIOObject &file)
+{
+    if (!file.openFile())
+        return false;
+    if (file.path != m_lastOpenedPath) {
+        m_lastOpenedPath = file.path;
         m_isCheckDue = true;
     }
+    return true;
 }
 
 void LogWriterWorker::clearFiles()
@@ -221,17 +224,10 @@ void LogWriterWorker::clearFiles()
 
 void LogWriterWorker::guardDirectory()
 {
-    if (m_isChecking)
-        return;
-    m_isChecking = true;
-    // A message of the guard may begin another file, which is then due for a check of its own.
-    while (m_isCheckDue) {
-        m_isCheckDue = false;
-        const CurrentDirectoryKeeper keeper;
-        m_diskChecker.checkDisk();
-        forgetRemovedFiles();
-    }
-    m_isChecking = false;
+    m_isCheckDue = false;
+    const CurrentDirectoryKeeper keeper;
+    m_diskChecker.checkDisk();
+    forgetRemovedFiles();
 }
 
 void LogWriterWorker::forgetRemovedFiles()

@@ -85,12 +85,15 @@ private:
     void discardFiles() { m_isDiscardingFiles = true; }
 
     // The writer thread:
+    void take(const FileIOObjectPointer &requestOrClear);
     void workOffSetAside();
-    void handleRequest(const FileIOObject &request);
-    FileIOObjectPointer writeRequest(const FileIOObject &request);
+    void handle(const FileIOObjectPointer &requestOrClear);
+    void carryOut(const FileIOObjectPointer &requestOrClear);
+    void writeRequest(const FileIOObject &request);
     void clearFiles();
     bool prepareFile(FileIOObject &file);
     void nameFile(FileIOObject &file);
+    bool openFile(FileIOObject &file);
     void guardDirectory();
     void forgetRemovedFiles();
 
@@ -98,14 +101,14 @@ private:
     QMap<unsigned long, FileIOObjectPointer> m_ioMap;
     QDateTime m_lastModifiedTime;
 
-    QString m_lastNamedPath;
+    QString m_lastOpenedPath;
     bool m_isCheckDue = false;
-    bool m_isChecking = false;
     bool m_isDiscardingFiles = false;
-    bool m_isWriting = false;
-    // What Qt raises while a request is being written, and an entry half updated: its turn comes right after.
+    bool m_isBusy = false;
+    // In both lists a null pointer stands for a clear.
+    // What is raised on this thread while it is busy, by the guard for one: its turn comes right after.
     QList<FileIOObjectPointer> m_deferred;
-    // Requests whose turn came after the thread was told to end. In both lists a null pointer stands for a clear.
+    // Requests whose turn came after the thread was told to end.
     QList<FileIOObjectPointer> m_setAside;
 
     std::atomic<bool> m_isAccepting{true};

@@ -23,9 +23,9 @@ constexpr unsigned long kMessageCategory = 1;
 constexpr unsigned long kCategories[] = {1, 2, 4, 8, 16, 32, 64};
 constexpr unsigned long kAllCategories = 127;
 
-constexpr quint64 kMostWaitingRequests = 262144;
+constexpr qint64 kMostWaitingRequests = 262144;
 // What the queue has to fall to once it was full. Without a margin every other line of a flood would be a notice.
-constexpr quint64 kRefillBelow = kMostWaitingRequests - kMostWaitingRequests / 16;
+constexpr qint64 kRefillBelow = kMostWaitingRequests - kMostWaitingRequests / 16;
 
 constexpr int kLeavingTimeoutMs = 3000;
 constexpr unsigned long kFlushPollUs = 200;
@@ -38,13 +38,12 @@ constexpr MessageSite kDropped{__FILE__, 186, "void QtDebugLogger::tellWhatWasDr
 
 // These outlive the logger: a message may be raised while, and after, it is destroyed.
 PostingGate postingGate;
+// Not yet, or no longer: the process leaves, or it is a forked child, which has no writer thread and may find any lock
+// taken. Operations that other threads call meanwhile do nothing.
+std::atomic<bool> isAlive{false};
+// The application object goes; until there is another one, lines are not ours.
 std::atomic<bool> isLeaving{false};
-// The logger is being destroyed, or this is a forked child, which has no writer thread and may find any lock taken.
-std::atomic<bool> isGone{false};
 static_assert(std::is_trivially_destructible<PostingGate>::value, "must be usable after static destructors");
-
-// protected by the logger's m_control:
-bool isLeavingArranged = false;
 
 void writeToDefaultOutput(QtMsgType type, const QMessageLogContext &context, const QString &msg)
 {
@@ -72,13 +71,15 @@ QtDebugLogger::QtDebugLogger(QObject *parent)
     // Qt sets its calendar up at the first date that a process formats, without a lock.
     LogLine::prepare();
 
-    pthread_atfork(nullptr, nullptr, [] { isGone.store(true); });
+    isAlive.store(true);
+    qAddPreRoutine(joinApplication);
+    pthread_atfork(nullptr, nullptr, [] { isAlive.store(false); });
 }
 
 QtDebugLogger::~QtDebugLogger()
 {
-    if (isGone.load()) {
-        // In a forked child the thread object waits for a thread that is not there.
+    if (!isAlive.load()) {
+        // A forked child: the thread object would wait for a thread that is not there.
         static const auto *const keptThread = new QSharedPointer<QThread>(m_logWriterThread);
         static const auto *const keptWorker = new LogWriterWorkerPointer(m_writerWorker);
         Q_UNUSED(keptThread)
@@ -86,16 +87,15 @@ QtDebugLogger::~QtDebugLogger()
         return;
     }
     // exit() destroys the logger while the application object still lives, and other threads run.
-    leave();
+    drain();
     clearData();
-    isGone.store(true);
-    leave(); // Other threads may have started it again, and will not any more.
-    qRemovePostRoutine(leaveWithApplication);
+    isAlive.store(false);
+    drain(); // Other threads may have switched it on again, and can't any more.
+    endThread();
     const std::lock_guard<std::mutex> untilTheMapIsFree(m_enabling);
-    const auto waiting = static_cast<long long>(m_postedRequests.load() - m_writerWorker->handledRequests());
-    const auto dropped = static_cast<long long>(m_droppedLines.load());
-    if (waiting + dropped > 0)
-        std::fprintf(stderr, "Brindlecast: %lld log lines were not written\n", waiting + dropped);
+    const qint64 unwritten = waitingRequests() + static_cast<qint64>(m_droppedLines.load());
+    if (unwritten > 0)
+        std::fprintf(stderr, "Brindlecast: %lld log lines were not written\n", static_cast<long long>(unwritten));
 }
 
 QtDebugLogger *QtDebugLogger::getInstance()
@@ -106,11 +106,9 @@ QtDebugLogger *QtDebugLogger::getInstance()
 
 void QtDebugLogger::clearData()
 {
-    if (isGone.load())
-        return;
     {
         const std::lock_guard<std::mutex> lock(m_enabling);
-        if (isGone.load())
+        if (!isAlive.load())
             return;
         m_logEnableMap.clear();
         m_enabledCategories.store(0);
@@ -120,41 +118,25 @@ void QtDebugLogger::clearData()
 
 void QtDebugLogger::startThread()
 {
-    if (isGone.load() || LogWriterThread::isCurrent())
+    if (!isAlive.load() || LogWriterThread::isCurrent())
         return;
     const PostingGate::StepOutside slotOfOurSignals(postingGate);
     const std::lock_guard<std::mutex> lock(m_control);
-    if (m_bRunning || isGone.load())
+    if (m_bRunning || !isAlive.load())
         return;
     m_bRunning = true;
-    if (QCoreApplication::instance())
-        isLeaving.store(false);
-    if (!isLeavingArranged) {
-        isLeavingArranged = true;
-        qAddPostRoutine(leaveWithApplication);
-    }
-    writerThread()->begin();
+    m_bRunning = writerThread()->begin();
 }
 
 void QtDebugLogger::stopThread()
 {
-    if (!isGone.load() && !LogWriterThread::isCurrent())
+    if (isAlive.load() && !LogWriterThread::isCurrent())
         endThread();
-}
-
-void QtDebugLogger::endThread()
-{
-    const PostingGate::StepOutside slotOfOurSignals(postingGate);
-    const std::lock_guard<std::mutex> lock(m_control);
-    if (!m_bRunning)
-        return;
-    m_bRunning = false;
-    writerThread()->end(postingGate);
 }
 
 void QtDebugLogger::enableOutputFile()
 {
-    if (isGone.load())
+    if (!isAlive.load())
         return;
     qInstallMessageHandler(outputMessage);
     startThread();
@@ -163,15 +145,7 @@ void QtDebugLogger::enableOutputFile()
 void QtDebugLogger::disableOutputFile()
 {
     qInstallMessageHandler(nullptr);
-    if (!isGone.load())
-        sendClear();
-}
-
-void QtDebugLogger::sendClear()
-{
-    const PostingGate::Pass pass(postingGate);
-    if (!isGone.load())
-        Q_EMIT clearSignal();
+    sendClear();
 }
 
 void QtDebugLogger::debug(const QString &log)
@@ -196,10 +170,8 @@ void QtDebugLogger::critical(const QString &log)
 
 void QtDebugLogger::setLogCategoryEnabled(bool isEnabled, unsigned long categories)
 {
-    if (isGone.load())
-        return;
     const std::lock_guard<std::mutex> lock(m_enabling);
-    if (isGone.load())
+    if (!isAlive.load())
         return;
     for (const unsigned long category : kCategories) {
         if (categories & category)
@@ -214,11 +186,11 @@ void QtDebugLogger::setLogCategoryEnabled(bool isEnabled, unsigned long categori
 bool QtDebugLogger::flush(int timeoutMs)
 {
     const quint64 raised = m_postedRequests.load();
-    const QDeadlineTimer limit(qMax(timeoutMs, -1));
-    while (!isGone.load()) {
+    const QDeadlineTimer limit(qMax(timeoutMs, -1)); // Any other negative value would count as expired.
+    for (;;) {
         {
-            const PostingGate::Pass pass(postingGate); // The thread and the worker are not destroyed meanwhile.
-            if (isGone.load() || !writerThread()->isServing())
+            const PostingGate::Pass pass(postingGate); // Keeps thread and worker from being destroyed meanwhile.
+            if (!isAlive.load() || !writerThread()->isServing() || QCoreApplication::instance() == nullptr)
                 return false;
             if (m_writerWorker->handledRequests() >= raised)
                 return m_writerWorker->isLastRequestWritten();
@@ -227,7 +199,6 @@ bool QtDebugLogger::flush(int timeoutMs)
             return false;
         QThread::usleep(kFlushPollUs);
     }
-    return false;
 }
 
 void QtDebugLogger::setFatalFlushTimeout(int timeoutMs)
@@ -238,7 +209,7 @@ void QtDebugLogger::setFatalFlushTimeout(int timeoutMs)
 // Nothing in here may raise a message: Qt would send it to standard error only.
 void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg)
 {
-    if (isGone.load()) {
+    if (!isAlive.load()) {
         writeToDefaultOutput(type, context, msg);
         return;
     }
@@ -250,7 +221,7 @@ void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &cont
     }
 
     const PostingGate::Pass pass(postingGate);
-    if (isLeaving.load() || isGone.load()) {
+    if (isLeaving.load() || !isAlive.load()) {
         writeToDefaultOutput(type, context, msg);
         return;
     }
@@ -265,7 +236,7 @@ void QtDebugLogger::appendLog(const QString &message, unsigned long category)
 {
     if (!isCategoryEnabled(category))
         return;
-    if (isQueueFull()) {
+    if (!hasRoomForOneMore()) {
         m_droppedLines.fetch_add(1);
         return;
     }
@@ -285,14 +256,20 @@ bool QtDebugLogger::isCategoryEnabled(unsigned long category) const
     return isOneCategory && (m_enabledCategories.load() & category) != 0;
 }
 
-bool QtDebugLogger::isQueueFull()
+qint64 QtDebugLogger::waitingRequests() const
 {
-    const quint64 waiting = m_postedRequests.load() - m_writerWorker->handledRequests();
+    // In this order: what is posted and handled between the two must not count below zero.
+    const quint64 handled = m_writerWorker->handledRequests();
+    return static_cast<qint64>(m_postedRequests.load() - handled);
+}
+
+bool QtDebugLogger::hasRoomForOneMore()
+{
     const bool wasFull = m_isQueueFull.load(std::memory_order_relaxed);
-    const bool isFull = waiting >= (wasFull ? kRefillBelow : kMostWaitingRequests);
+    const bool isFull = waitingRequests() >= (wasFull ? kRefillBelow : kMostWaitingRequests);
     if (isFull != wasFull)
         m_isQueueFull.store(isFull, std::memory_order_relaxed);
-    return isFull;
+    return !isFull;
 }
 
 void QtDebugLogger::tellWhatWasDropped(unsigned long category)
@@ -316,29 +293,53 @@ void QtDebugLogger::post(const QString &line, unsigned long category)
     Q_EMIT handleIOSignal(request);
 }
 
-// The application object, or the process, goes: what was raised so far is written, what comes later is not ours.
-void QtDebugLogger::leave()
+void QtDebugLogger::sendClear()
+{
+    const PostingGate::Pass pass(postingGate);
+    if (isAlive.load())
+        Q_EMIT clearSignal();
+}
+
+void QtDebugLogger::endThread()
 {
     const PostingGate::StepOutside slotOfOurSignals(postingGate);
+    const std::lock_guard<std::mutex> lock(m_control);
+    if (!m_bRunning)
+        return;
+    m_bRunning = false;
+    writerThread()->end(postingGate);
+}
+
+// The application object, or the process, goes: what was raised so far is written, what comes later is not ours.
+void QtDebugLogger::drain()
+{
+    const PostingGate::StepOutside slotOfOurSignals(postingGate);
+    const QDeadlineTimer limit(kLeavingTimeoutMs);
+    if (waitingRequests() > 0 && QCoreApplication::instance() != nullptr)
+        startThread(); // One that the host has stopped.
+    flush(kLeavingTimeoutMs); // With our handler, so that what the space guard says goes to the files, too.
+
     const QtMessageHandler installed = qInstallMessageHandler(nullptr);
     if (installed != outputMessage)
         qInstallMessageHandler(installed);
     isLeaving.store(true);
     postingGate.close(); // Whoever is in the handler has queued its line once the gate is closed.
     postingGate.open();
-    if (QCoreApplication::instance() != nullptr) // Without one nothing can be delivered, however long we wait.
-        flush(kLeavingTimeoutMs);
-    endThread();
+    flush(static_cast<int>(limit.remainingTime()));
 }
 
-void QtDebugLogger::leaveWithApplication()
+void QtDebugLogger::joinApplication()
 {
-    if (isGone.load())
+    if (!isAlive.load())
         return;
-    QtDebugLogger *const logger = getInstance();
-    {
-        const std::lock_guard<std::mutex> lock(logger->m_control);
-        isLeavingArranged = false;
-    }
-    logger->leave();
+    isLeaving.store(false);
+    qAddPostRoutine(leaveApplication);
+}
+
+void QtDebugLogger::leaveApplication()
+{
+    if (!isAlive.load())
+        return;
+    getInstance()->drain();
+    getInstance()->endThread();
 }

@@ -42,7 +42,7 @@ class LogWriterThread;
  * When the application object goes, and when the process calls exit(), everything raised before is written, for three
  * seconds at most; from then on messages go to Qt's default output. A host that makes another application object
  * switches file output on again. Output may be switched on before the application object exists; lines reach the file
- * once it does, and never do in a process that makes none.
+ * once it does, and never do in a process that makes none. A child process made by fork() has no logger.
  *
  * @note Hosts must be compiled with QT_MESSAGELOGCONTEXT to have file and line in release builds. The CMake target and
  * the pkg-config file pass it on.
@@ -108,14 +108,14 @@ public:
     void setLogCategoryEnabled(bool isEnabled, unsigned long categories);
 
     /**
-     * Waits until every line raised before the call has been handed to the operating system.
+     * Waits until every line raised before the call, and not dropped, has been handed to the operating system.
      *
      * To be called before a host exports its logs or cuts the power; then sync() or syncfs() brings them to storage.
      *
      * @param timeoutMs the longest time to wait, in milliseconds; a negative value means no limit.
-     * @return true when that is done; false at the time limit, at once when the writer thread does not run, and when
-     * the newest of these lines could not be written (disk full, no directory). On the writer thread itself, which
-     * can't wait for itself, it only tells whether that is done.
+     * @return true when that is done; false at the time limit, at once when the writer thread does not run or there is
+     * no application object, and when the newest line could not be written (disk full, no directory). On the writer
+     * thread itself, which can't wait for itself, it only tells whether that is done.
      */
     bool flush(int timeoutMs);
 
@@ -149,13 +149,15 @@ private:
 
     LogWriterThread *writerThread() const;
     bool isCategoryEnabled(unsigned long category) const;
-    bool isQueueFull();
+    qint64 waitingRequests() const;
+    bool hasRoomForOneMore();
     void tellWhatWasDropped(unsigned long category);
     void post(const QString &line, unsigned long category);
     void sendClear();
     void endThread();
-    void leave();
-    static void leaveWithApplication();
+    void drain();
+    static void joinApplication();
+    static void leaveApplication();
 
     // protected by m_control:
     bool m_bRunning = false;
