@@ -74,9 +74,9 @@ private:
 // list model's signals, so that nobody ever sees rows beside the entries or counters of others.
 struct ExportLogViewModel::RowChange
 {
-    const QFileInfoList *entries; // null when they stay
-    int selectedNumber;
-    qint64 selectedFileSize;
+    const QFileInfoList *entries = nullptr; // null when they stay
+    int selectedNumber = 0;
+    qint64 selectedFileSize = 0;
     int resetsUnderWay = 0;
     bool isDisturbed = false;
 };
@@ -132,7 +132,8 @@ CommonListViewModelPointer ExportLogViewModel::fileListViewModel() const
 
 void ExportLogViewModel::setCurrentFolder(const QString &path)
 {
-    const QString folder = path; // `path` may be m_currentFolder, which a slot called below may change
+    // `path` may be m_currentFolder, which a slot called below may change.
+    const QString folder = path; // NOLINT(performance-unnecessary-copy-initialization)
     kSetCurrentFolder.debug() << "setCurrentFolder " << folder;
     QDir directory(folder);
     if (!directory.exists())

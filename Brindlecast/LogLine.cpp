@@ -114,7 +114,7 @@ QString fill(const Fields &fields)
     const char *at = DEFAULT_LOG_FORMAT;
     while (*at != '\0') {
         if (*at != '<')
-            *to++ = static_cast<uchar>(*at++);
+            *to++ = static_cast<uchar>(*at++); // NOLINT(bugprone-branch-clone): most characters take this way
         else if (take(at, "<TIM>"))
             to = put(to, fields.time);
         else if (take(at, "<TS>"))
