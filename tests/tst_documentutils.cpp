@@ -1,0 +1,243 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "support/ListSupport.h"
+
+#include <Brindlecast/DocumentUtils.h>
+
+#include <QTextCodec>
+#include <QtTest>
+
+#include <random>
+
+namespace {
+
+constexpr int kHostileNames = 10000;
+constexpr int kNamesPerPath = 40;
+constexpr auto kEverything = QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System;
+
+QString contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : "(none)"_q;
+}
+
+bool write(const QString &path, const QString &text)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) == text.toUtf8().size();
+}
+
+QString quoted(const QString &text)
+{
+    QString result;
+    QDebug(&result).nospace() << text;
+    return result;
+}
+
+// A file name of one to `length` pieces that all mean something to a shell, or to nobody.
+QString hostileName(std::mt19937 &random, std::size_t length)
+{
+    static const QStringList pieces = "$(touch PWNED) `touch PWNED` ;touch\tPWNED; |touch\tPWNED >PWNED &&rm\t-rf\t* "
+                                      "$HOME ${IFS} ~ * ? [a-z] {a,b} "
+                                      "' \" \\ $ ` ! # & ; ( ) < > | ^ = % - -- -rf --help . .. , : @ + a B 7 .log "
+                                      "canary.log \n \r \t \x01 \x1b[2J "
+                                      "\x7f \u00a0 ä ж 中 \u0301 \u202e \U0001f4a5"_q.split(" "_q);
+    QString name;
+    for (std::size_t i = 1 + random() % length; i > 0; --i)
+        name += random() % 8 == 0 ? " "_q
+                                  : pieces.at(static_cast<int>(random() % static_cast<std::size_t>(pieces.size())));
+    const bool isSpecial = name == "."_q || name == ".."_q || name.startsWith(":"_q); // a resource, to Qt
+    return isSpecial ? "x"_q + name : name;
+}
+
+} // namespace
+
+class tst_DocumentUtils : public QObject
+{
+    Q_OBJECT
+
+    DocumentUtils m_utils{nullptr};
+    QScopedPointer<QTemporaryDir> m_folder;
+
+    QString path(const QString &name) const { return m_folder->filePath(name); }
+
+    // Puts commands first in the search path that note their arguments and fail if told so.
+    bool fakeCommands(int exitStatus)
+    {
+        const QString script
+            = "#!/bin/sh\n{ printf '[%s]' ${0##*/} \"$@\"; echo; } >> '%1'\nexit %2\n"_q.arg(path("commands"_q))
+                  .arg(exitStatus);
+        qputenv("PATH", QFile::encodeName(path("bin:"_q)) + m_searchPath);
+        bool isMade = QDir().mkpath(path("bin"_q)) && write(path("commands"_q), QString());
+        for (const QString &command : {"bin/cp"_q, "bin/mkdir"_q, "bin/rm"_q})
+            isMade = isMade && write(path(command), script)
+                && QFile::setPermissions(path(command), QFile::ReadOwner | QFile::ExeOwner);
+        return isMade;
+    }
+
+    // Says what went wrong, if anything did.
+    QString copyFindAndRemove(const QString &from, const QString &toDir, const QString &toName, const QString &ext)
+    {
+        const QString texts = quoted(from) + quoted(toDir) + quoted(toName) + quoted(ext);
+        if (!write(from, texts) || m_utils.copyFileOrDir(from, toDir, toName) != 1 || contents(toDir + toName) != texts)
+            return "not copied: "_q + texts;
+        const QString byExtension = toDir + "x."_q + ext;
+        if (!makeFile(byExtension) || m_utils.removeSpecifiedExtFilesInDir(toDir, "none"_q)
+            || !QFile::exists(byExtension))
+            return "removed what was not named: "_q + texts;
+        const bool isFound = m_utils.findFirstFileWithSpecifiedExt(toDir, ext).startsWith(toDir);
+        if (m_utils.removeSpecifiedExtFilesInDir(toDir, ext) || QFile::exists(byExtension) == isFound)
+            return "removed and found different files: "_q + texts;
+        const bool mayBeGone = isFound && toName.endsWith("."_q + ext);
+        return mayBeGone || contents(toDir + toName) == texts ? QString() : "removed another file: "_q + texts;
+    }
+
+    const QByteArray m_searchPath = qgetenv("PATH");
+
+private Q_SLOTS:
+    // Tests work in a directory of their own, with a canary that a command gone astray would meet first.
+    void init()
+    {
+        m_folder.reset(new QTemporaryDir);
+        QVERIFY(QDir(m_folder->path()).mkdir("cwd"_q) && QDir::setCurrent(path("cwd"_q)));
+        QVERIFY(write("canary.log"_q, "alive"_q));
+    }
+
+    void cleanup()
+    {
+        qputenv("PATH", m_searchPath);
+        const QString canary = contents(path("cwd/canary.log"_q));
+        const QStringList others = QDir(path("cwd"_q)).entryList(kEverything);
+        QVERIFY(QDir::setCurrent(QDir::rootPath()));
+        QCOMPARE(canary, "alive"_q);
+        QCOMPARE(others, QStringList("canary.log"_q));
+    }
+
+    void runsTheseCommands()
+    {
+        QVERIFY(QDir().mkdir("there"_q));
+        const QString site = "Brindlecast/DocumentUtils.cpp:%1 "
+                             "int DocumentUtils::copyFileOrDir(const QString&, const QString&, const QString&): "_q;
+        // From, to folder and name, and the command; "there" exists.
+        const QStringList cases = {
+            "/l/a.log|/no/usb/||cp -rf '/l/a.log' /no/usb/"_q,
+            "aZ09._-/+@,:%=|there/|zA90._-/+@,:%=|cp -rf 'aZ09._-/+@,:%=' there/zA90._-/+@,:%="_q,
+            "a|there|b|cp -rf 'a' thereb"_q,
+            "a|||cp -rf 'a' "_q,
+            "my $log|there/||cp -rf 'my $log' there/"_q,
+            "it's;|there/||cp -rf \"it's;\" there/"_q,
+            "it's $HOME|there/||cp -rf 'it'\\''s $HOME' there/"_q,
+            "-a|-p/|-b|cp -rf -- '-a' -p/-b"_q,
+            "a|~/x y/|it's*|cp -rf 'a' '~/x y/it'\\''s*'"_q,
+        };
+        for (const QString &row : cases) {
+            const QStringList part = row.split("|"_q);
+            const QString dashes = part.at(0).startsWith("-"_q) ? "[--]"_q : QString();
+            const QString mkdir
+                = QDir(part.at(1)).exists() ? QString() : "[mkdir]"_q + dashes + "[%1]\n"_q.arg(part.at(1));
+            const QString seen = mkdir + "[cp][-rf]"_q + dashes
+                + "[%1][%2]\n"_q.arg(part.at(0), part.at(1) + part.at(2)).remove("[]"_q);
+            QStringList messages(site.arg(12) + "in copyFileToFtp(): "_q + quoted(part.at(0)));
+            messages.append(site.arg(37) + quoted(part.at(3)));
+            for (const int status : {0, 3}) {
+                QVERIFY(fakeCommands(status));
+                const TextRecorder recorder;
+                QCOMPARE(m_utils.copyFileOrDir(part.at(0), part.at(1), part.at(2)), status == 0 ? 1 : 0);
+                QCOMPARE(contents(path("commands"_q)), seen);
+                if (status != 0)
+                    messages.append(
+                        {site.arg(43) + "Illegal character in filename"_q, site.arg(44) + "system return: 768 3"_q});
+                QCOMPARE(TextRecorder::texts(), messages);
+            }
+        }
+        const TextRecorder recorder;
+        QCOMPARE(m_utils.copyFileOrDir(QString(), "/no/usb/"_q, QString()), 0);
+        QCOMPARE(TextRecorder::texts().value(1), site.arg(14) + "no source file exist to copy \"\""_q);
+        QVERIFY(m_utils.removeSpecifiedExtFilesInDir(path(QString()), "log"_q)); // true says that the command failed
+        QVERIFY(QDir().rename("there"_q, "-x y"_q));
+        QVERIFY(m_utils.removeSpecifiedExtFilesInDir("-x y/"_q, "журнал"_q) && QDir().rmdir("-x y"_q));
+        QVERIFY(contents(path("commands"_q))
+                    .endsWith("]\n[rm][-rf][%1*.log]\n[rm][-rf][--][-x y/*.журнал]\n"_q.arg(path(QString()))));
+    }
+
+    void refusesWhatNoCommandCanSay()
+    {
+        QVERIFY(fakeCommands(3));
+        const TextRecorder recorder;
+        int refused = 0;
+        for (const QString &text : {"/tmp/a\0b"_q, "/tmp/"_q + QChar(0xd800)}) {
+            QCOMPARE(m_utils.copyFileOrDir(text, "/"_q, "b"_q), 0);
+            QCOMPARE(m_utils.copyFileOrDir("a"_q, text, "b"_q) + m_utils.copyFileOrDir("a"_q, "/"_q, text), 0);
+            QVERIFY(!m_utils.removeSpecifiedExtFilesInDir(text, "log"_q));
+            QVERIFY(m_utils.findFirstFileWithSpecifiedExt(text, "log"_q).isEmpty());
+            refused += 3 * 2 + 2;
+        }
+        for (const QChar character : "/*?[] \t\n$`'\"\\;&|<>(){}~#!^\u00a0\u2028\0"_q) {
+            QVERIFY(!m_utils.removeSpecifiedExtFilesInDir("."_q, "l"_q + character));
+            QVERIFY(m_utils.findFirstFileWithSpecifiedExt("."_q, character + "log"_q).isEmpty());
+            refused += 2;
+        }
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName("Shift_JIS"));
+        QCOMPARE(m_utils.copyFileOrDir("\u30bd"_q, "/"_q, "b"_q), 0); // one of its bytes is that of a backslash
+        QTextCodec::setCodecForLocale(nullptr);
+        QCOMPARE(TextRecorder::texts().size(), refused + 2);
+        QVERIFY(!m_utils.removeSpecifiedExtFilesInDir("/no/such/"_q, "log"_q));
+        QVERIFY(!m_utils.removeSpecifiedExtFilesInDir("."_q, QString()));
+        QVERIFY(m_utils.findFirstFileWithSpecifiedExt("."_q, QString()).isEmpty());
+        QCOMPARE(TextRecorder::texts().size(), refused + 2);
+        QCOMPARE(contents(path("commands"_q)), QString());
+    }
+
+    void copiesRemovesAndFinds()
+    {
+        const RepeatedHour repeatedHour;
+        QVERIFY(QDir().mkpath(path("from/sub.log/deep"_q)) && write(path("from/sub.log/deep/b"_q), "b"_q));
+        for (const QString &name : {"from/.hidden.log"_q, "from/a.logs"_q})
+            QVERIFY(makeFile(path(name)));
+        QVERIFY(makeFile(path("from/a.log"_q), 0, RepeatedHour::at(-10)));
+        for (const QString &name : {"from/c.log"_q, "from/b.LOG"_q})
+            QVERIFY(makeFile(path(name), 0, RepeatedHour::at(10)));
+        QCOMPARE(m_utils.findFirstFileWithSpecifiedExt(path("from"_q), "log"_q), path("from/b.LOG"_q));
+        QVERIFY(m_utils.findFirstFileWithSpecifiedExt(path("from"_q), "lo"_q).isEmpty());
+        QVERIFY(m_utils.findFirstFileWithSpecifiedExt(path("from/a.log"_q), "log"_q).isEmpty());
+
+        QCOMPARE(m_utils.copyFileOrDir(path("from"_q), path("to/"_q), QString()), 1);
+        QCOMPARE(contents(path("to/from/sub.log/deep/b"_q)), "b"_q);
+        QCOMPARE(m_utils.copyFileOrDir(path("from/a.log"_q), path("missing/parent/"_q), QString()), 0);
+        QVERIFY(!QFile::exists(path("missing"_q)));
+        QVERIFY(!m_utils.removeSpecifiedExtFilesInDir(path("to/from"_q), "log"_q)); // matches nothing
+        QVERIFY(!m_utils.removeSpecifiedExtFilesInDir(path("to/from/"_q), "log"_q));
+        QCOMPARE(QDir(path("to/from"_q)).entryList(kEverything).join(" "_q), ".hidden.log a.logs b.LOG"_q);
+    }
+
+    // Calls take turns with paths of many hostile names and with relative ones, of which some begin with a dash.
+    void takesHostileNamesForNames()
+    {
+        const TextRecorder recorder;
+        const auto seed = std::random_device()();
+        std::mt19937 random(seed);
+        int names = 0;
+        for (int turn = 0; names < kHostileNames; ++turn) {
+            const int depth = turn % 2 == 0 ? kNamesPerPath : 0;
+            QString folders[2];
+            for (QString &folder : folders) {
+                for (int i = 0; i < depth; ++i)
+                    folder += hostileName(random, 3) + "/"_q;
+                folder.prepend(depth > 0 ? path("names/"_q) : QString());
+                QVERIFY(folder.isEmpty() || QDir().mkpath(folder));
+            }
+            const QString from = folders[0] + hostileName(random, 3) + "f"_q;
+            const QString to = folders[1] + hostileName(random, 3) + "t/"_q; // is made by the command
+            const QString failure = copyFindAndRemove(from, to, hostileName(random, 3), hostileName(random, 1));
+            QVERIFY2(failure.isEmpty(), qPrintable("%1, seed %2"_q.arg(failure).arg(seed)));
+            QVERIFY(QFile::remove(from) && QDir(to).removeRecursively() && QDir(path("names"_q)).removeRecursively());
+            QCOMPARE(QDir().entryList(kEverything), QStringList("canary.log"_q));
+            names += 2 * depth + 4;
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_DocumentUtils)
+
+#include "tst_documentutils.moc"

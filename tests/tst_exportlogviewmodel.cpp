@@ -1,0 +1,346 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "support/ListSupport.h"
+
+#include <Brindlecast/ExportLogViewModel.h>
+#include <Brindlecast/LogDirectory_p.h>
+
+#include <QtTest>
+
+#include <functional>
+#include <limits>
+
+namespace {
+
+constexpr qint64 kGibibyte = 1024LL * 1024 * 1024;
+
+// Compares marks, counters and paths whenever anything is announced, as early as a host can.
+class WatchedModel : public ExportLogViewModel
+{
+    Q_OBJECT
+
+public:
+    explicit WatchedModel(const QString &folder = {})
+        : ExportLogViewModel(nullptr)
+    {
+        const CommonListViewModel *list = rows.data();
+        connect(list, &CommonListViewModel::modelAboutToBeReset, this, &WatchedModel::check);
+        connect(list, &CommonListViewModel::modelReset, this, &WatchedModel::check);
+        connect(list, &CommonListViewModel::rowsInserted, this, &WatchedModel::check);
+        connect(list, &CommonListViewModel::countUpdated, this, &WatchedModel::check);
+        connect(this, &ExportLogViewModel::selectedNumberChangedSignal, this, [this] { check(), ++changes; });
+        if (!folder.isEmpty())
+            setCurrentFolder(folder);
+    }
+    using ExportLogViewModel::onFileSystemDirectoryChanged;
+    using ExportLogViewModel::onFileSystemFileChanged;
+    using ExportLogViewModel::updateFileListView;
+
+    QString names(bool onlyMarked = false)
+    {
+        QStringList result;
+        for (int row = 0; row < rows->count(); ++row) {
+            if (!onlyMarked || rows->get(row).value("selected"_q).toBool())
+                result.append(rows->get(row).value("file_name"_q).toString());
+        }
+        return result.join(" "_q);
+    }
+    QString exported()
+    {
+        QStringList paths;
+        getSelectedLogs(paths);
+        return paths.replaceInStrings(QRegularExpression("^.*/"_q), QString()).join(" "_q);
+    }
+    QString counters() { return selectedNumberStr() + " "_q + selectedFileSizeStr(); }
+
+    const CommonListViewModelPointer rows = fileListViewModel();
+    int changes = 0;
+    QStringList disagreements;
+
+private:
+    void check()
+    {
+        QStringList paths;
+        const QString counted = " %1 KB"_q.arg(getSelectedLogs(paths) / 1024).prepend(QString::number(paths.size()));
+        if (counters() != counted || names(true) != exported() || enableExport() == paths.isEmpty())
+            disagreements.append("%1, %2: %3, %4"_q.arg(counters(), counted, names(true), exported()));
+    }
+};
+
+CommonListItemData row(const QString &name, bool mark)
+{
+    CommonListItemData data(nullptr);
+    data.setData({{"file_name"_q, name}, {"selected"_q, mark}});
+    return data;
+}
+
+} // namespace
+
+class tst_ExportLogViewModel : public QObject
+{
+    Q_OBJECT
+
+    QString path(const QString &name) const { return m_folder->filePath(name); }
+
+    QScopedPointer<QTemporaryDir> m_folder;
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder.reset(new QTemporaryDir);
+        QVERIFY2(m_folder->isValid(), qPrintable(m_folder->errorString()));
+        QVERIFY(makeFile(path("a.txt"_q), 1023) && makeFile(path("b.log"_q), 513));
+        QVERIFY(makeFile(path("c.log"_q), 5 * kGibibyte));
+    }
+
+    void listsTheLogsOfAFolder()
+    {
+        QVERIFY(makeFile(path("d.csv"_q)) && makeFile(path(".hidden.log"_q)) && makeFile(path("E.LOG"_q)));
+        QVERIFY(QDir(m_folder->path()).mkdir("x.log"_q) && QFile::link(path("b.log"_q), path("l.log"_q)));
+        const TextRecorder recorder;
+        WatchedModel model(m_folder->path());
+        QCOMPARE(model.names(), "l.log c.log b.log a.txt E.LOG"_q);
+        QCOMPARE(
+            TextRecorder::texts(),
+            QStringList(
+                "Brindlecast/ExportLogViewModel.cpp:24 void ExportLogViewModel::setCurrentFolder(const QString&): setCurrentFolder  \"%1\""_q
+                    .arg(m_folder->path())));
+        QCOMPARE(model.rows->get(0).keys(), QStringList({"file_name"_q, "selected"_q}));
+        QCOMPARE(model.rows->data(model.rows->index(1), 257), QVariant("c.log"_q));
+
+        model.setSelected(0);
+        const QSignalSpy resets(model.rows.data(), &QAbstractItemModel::modelReset);
+        for (const QString &noFolder : {path("none"_q), path("a.txt"_q)})
+            model.setCurrentFolder(noFolder);
+        QCOMPARE(model.currentFolderPath() + model.exported(), m_folder->path() + "l.log"_q);
+        QCOMPARE(model.changes, 2);
+        model.setCurrentFolder(path("x.log"_q)); // empty: the list is cleared and not filled
+        QCOMPARE(model.counters(), "0 0 KB"_q);
+        QCOMPARE(resets.count(), 1);
+        QVERIFY(QDir::setCurrent(m_folder->path()));
+        model.setCurrentFolder(QString());
+        QVERIFY(QDir::setCurrent(QDir::rootPath()));
+        QCOMPARE(model.rows->count(), 5);
+        QCOMPARE(resets.count(), 3);
+        QCOMPARE(model.changes, 4);
+        QCOMPARE(TextRecorder::texts().size(), 5); // Qt would complain about an empty path to watch
+        QCOMPARE(model.disagreements, QStringList());
+    }
+
+    void ordersAsQDirDoes()
+    {
+        int number = 0;
+        for (const QString &name : {"B1.log"_q, "a2.log"_q, "A3.txt"_q, "ä.log"_q, "Z.txt"_q, "z1.log"_q}) {
+            const auto time = QDateTime::fromMSecsSinceEpoch(1600000000000 + number / 2);
+            QVERIFY(makeFile(path(name), number++ % 3, time));
+        }
+        WatchedModel model(m_folder->path());
+        for (int bits = 0; bits <= (QDir::Type | QDir::LocaleAware | QDir::DirsLast | QDir::SortByMask); ++bits) {
+            const QDir::SortFlags flags(bits & ~(QDir::DirsFirst | QDir::DirsLast));
+            model.setSortType(flags);
+            const QStringList names = QDir(m_folder->path()).entryList({"*.txt"_q, "*.log"_q}, QDir::Files, flags);
+            QCOMPARE(model.names() + QString::number(bits), names.join(" "_q) + QString::number(bits));
+        }
+        const int changes = model.changes;
+        model.setSortType(model.sortType());
+        QCOMPARE(model.changes, changes);
+    }
+
+    void ordersByTheTrueInstant()
+    {
+        const RepeatedHour repeatedHour;
+        QVERIFY(makeFile(path("a.txt"_q), 0, RepeatedHour::at(-10))
+                && makeFile(path("b.log"_q), 0, RepeatedHour::at(10)));
+        QVERIFY(makeFile(path("c.log"_q), 0, RepeatedHour::at(-20)));
+        WatchedModel model;
+        model.setSortType(QDir::Time);
+        model.setCurrentFolder(m_folder->path());
+        QCOMPARE(model.names(), "b.log a.txt c.log"_q);
+    }
+
+    void countsWhatIsSelected()
+    {
+        WatchedModel model;
+        model.setNoneSelected();
+        QCOMPARE(model.changes, 0);
+        model.setCurrentFolder(m_folder->path()); // c.log b.log a.txt
+        bool isSelected = true;
+        for (const int index : {std::numeric_limits<int>::min(), -1, 3, std::numeric_limits<int>::max()}) {
+            model.setSelected(index);
+            model.setUnselected(index);
+            QVERIFY(!model.isItemSelected(index, isSelected) && isSelected);
+        }
+        QStringList steps;
+        for (const int index : {2, 2, 1, 0, ~2, ~2, ~1}) { // ~ takes the mark off
+            index >= 0 ? model.setSelected(index) : model.setUnselected(~index);
+            QVERIFY(model.isItemSelected(qMax(index, ~index), isSelected) && isSelected == (index >= 0));
+            steps.append(model.counters());
+        }
+        QCOMPARE(steps.join(", "_q),
+                 "1 0 KB, 1 0 KB, 2 1 KB, 3 5242881 KB, 2 5242880 KB, 2 5242880 KB, 1 5242880 KB"_q);
+        QCOMPARE(model.changes, 1 + 5);
+        QStringList paths("before"_q);
+        QCOMPARE(model.getSelectedLogs(paths), 5 * kGibibyte);
+        QCOMPARE(paths, QStringList({"before"_q, path("c.log"_q)}));
+        model.setNoneSelected();
+        model.setNoneSelected();
+        QCOMPARE(model.changes, 6 + 1);
+        QCOMPARE(model.disagreements, QStringList());
+    }
+
+    void keepsCountingUnderSelectAll()
+    {
+        WatchedModel model(m_folder->path());
+        QVERIFY(QFile::remove(path("c.log"_q))); // vanishes between listing and selection
+        model.setAllSelected();
+        QCOMPARE(model.counters(), "3 1 KB"_q);
+        model.setSortType(QDir::Name);
+        QCOMPARE(model.counters(), "2 1 KB"_q);
+        model.setUnselected(0);
+        QCOMPARE(model.exported(), "b.log"_q);
+        model.setCurrentFolder(m_folder->path());
+        QCOMPARE(model.exported(), "a.txt b.log"_q);
+        QCOMPARE(model.changes, 5);
+        model.setNoneSelected();
+        model.setCurrentFolder(m_folder->path());
+        QCOMPARE(model.counters(), "0 0 KB"_q);
+        QCOMPARE(model.disagreements, QStringList());
+    }
+
+    void followsHostsThatEditRows()
+    {
+        using List = CommonListViewModel;
+        const std::pair<QString, std::function<void(List &)>> edits[] = {
+            {"c.log b.log a.txt"_q, [](List &rows) { rows.setItemValue(2, "selected"_q, true); }},
+            {"b.log"_q, [](List &rows) { rows.setItemValue(0, "selected"_q, QVariant()); }},
+            {"b.log"_q, [](List &rows) { rows.setItemValue(0, "selected"_q, "true"_q); }}, // a text is no mark
+            {"c.log b.log"_q, [](List &rows) { rows.setItemValue(0, "size"_q, 1); }},
+            {"b.log"_q, [](List &rows) { rows.removeItemDataAt(0); }},
+            {"b.log c.log"_q, [](List &rows) { rows.moveUpItemDataAt(1); }},
+            {"c.log b.log"_q, [](List &rows) { rows.setItemValue(0, "file_name"_q, "nicer"_q); }},
+            {"c.log b.log"_q, [](List &rows) { rows.setRoleNamesOfRow({"selected"_q}); }},
+            {"c.log b.log"_q, [](List &rows) { rows.insertItemDataAt(0, row("x"_q, false)); }},
+            {"c.log"_q, [](List &rows) { rows.removeItemDataAt(1), rows.addItemData(row("x"_q, false)); }},
+            {"a.txt b.log"_q,
+             [](List &rows) {
+                 rows.clear(), rows.setListData({row("a.txt"_q, true), row("b.log"_q, true)});
+             }},
+        };
+        for (const auto &[exported, edit] : edits) {
+            WatchedModel model(m_folder->path());
+            model.setSelected(0);
+            model.setSelected(1);
+            edit(*model.rows);
+            QCOMPARE(model.exported(), exported);
+            const bool isRenamed = model.names().contains("nicer"_q); // which the path is not
+            QCOMPARE(isRenamed ? QStringList() : model.disagreements, QStringList());
+            model.setAllSelected(); // stays inside the file list, whatever the rows are
+            model.setNoneSelected();
+            model.updateFileListView();
+            QCOMPARE(model.rows->count(), 3);
+            model.rows->addItemData(row("stranger"_q, true));
+            QCOMPARE(model.counters() + model.exported(), "1 0 KB"_q);
+        }
+    }
+
+    void agreesWhileSlotsChangeRows()
+    {
+        WatchedModel model;
+        const QVector<std::function<void()>> changes = {
+            [&] { model.setSelected(0); },
+            [&] { model.rows->setItemValue(1, "selected"_q, true); },
+            [&] { model.rows->removeItemDataAt(0); },
+            [&] { model.setUnselected(1); },
+            [&] { model.rows->moveDownItemDataAt(0); },
+            [&] { model.setCurrentFolder(m_folder->path()); },
+        };
+        int turn = 0;
+        bool isBusy = false;
+        const auto change = [&] {
+            if (isBusy)
+                return;
+            const QScopedValueRollback<bool> rollback(isBusy, true);
+            changes.at(turn++ % changes.size())();
+        };
+        const CommonListViewModel *rows = model.rows.data();
+        connect(rows, &CommonListViewModel::modelAboutToBeReset, this, change);
+        connect(rows, &CommonListViewModel::modelReset, this, change);
+        connect(rows, &CommonListViewModel::countUpdated, this, change);
+        for (int round = 0; round < 40; ++round) {
+            turn = round;
+            model.setCurrentFolder(m_folder->path());
+            model.setAllSelected();
+            model.setSelected(round % 3);
+            model.setUnselected(round % 2);
+            model.setNoneSelected();
+        }
+        QCOMPARE(model.disagreements, QStringList());
+    }
+
+    void reloadsWhenItsFolderIsReported()
+    {
+        QVERIFY(QDir(m_folder->path()).mkdir("sub"_q) && QDir().mkpath(logDirectory()));
+        const TextRecorder recorder;
+        WatchedModel model;
+        QCOMPARE(model.currentFolderPath(), logDirectory());
+        QVERIFY(makeFile(logDirectory() + "watched-from-the-start.log"_q));
+        QTRY_VERIFY(model.names().contains("watched-from-the-start.log"_q));
+        QVERIFY(QFile::remove(logDirectory() + "watched-from-the-start.log"_q));
+        QTRY_VERIFY(!model.names().contains("watched-from-the-start.log"_q));
+
+        model.setCurrentFolder(m_folder->path());
+        model.setCurrentFolder(path("sub"_q));
+        TextRecorder::texts().clear();
+        model.changes = 0;
+        model.onFileSystemDirectoryChanged(m_folder->path());
+        model.onFileSystemFileChanged(path("SUB"_q));
+        QCOMPARE(model.changes, 0);
+        const QString text
+            = "Brindlecast/ExportLogViewModel.cpp:%1 void ExportLogViewModel::onFileSystem%2Changed(const QString&): FileSystem%2Changed:  \"%3\""_q;
+        QCOMPARE(TextRecorder::texts(),
+                 QStringList(
+                     {text.arg("79"_q, "Directory"_q, m_folder->path()), text.arg("88"_q, "File"_q, path("SUB"_q))}));
+        model.onFileSystemDirectoryChanged(path("sub"_q));
+        model.onFileSystemFileChanged(path("sub2/x.log"_q));
+        QCOMPARE(model.changes, 2);
+        QVERIFY(makeFile(path("sub/new.log"_q)));
+        QTRY_COMPARE(model.names(), "new.log"_q);
+        QVERIFY(makeFile(path("elsewhere.log"_q)));
+        QTRY_VERIFY(TextRecorder::texts().constLast().contains("Changed:  \"%1\""_q.arg(m_folder->path())));
+    }
+
+    void survivesAStormOfChanges()
+    {
+        const TextRecorder recorder;
+        WatchedModel model(m_folder->path());
+        for (int i = 0; i < 1000; ++i) {
+            const QString name = path("storm%1.log"_q.arg(i % 100));
+            QVERIFY(i / 100 % 2 == 0 ? makeFile(name, i) : QFile::remove(name));
+            i % 200 == 150 ? model.setAllSelected() : model.setSelected(i % 150);
+            model.setUnselected(i % 7);
+            if (i % 5 == 0)
+                QCoreApplication::processEvents();
+        }
+        QTRY_COMPARE(model.names(), "c.log b.log a.txt"_q);
+        const int reports = TextRecorder::texts().filter("FileSystemDirectoryChanged: "_q).size();
+        QVERIFY(reports > 0);
+        QCOMPARE(TextRecorder::texts().filter("setCurrentFolder "_q).size(), 1 + reports);
+        QCOMPARE(model.disagreements, QStringList());
+    }
+
+    void togglesLogging()
+    {
+        WatchedModel model;
+        const QSignalSpy spy(&model, &ExportLogViewModel::logOutputEnabledChangedSignal);
+        for (const bool expected : {false, true}) {
+            model.toggleLogging();
+            QCOMPARE(model.property("logOutputEnabled").toBool(), expected);
+        }
+        QCOMPARE(spy.count(), 2);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_ExportLogViewModel)
+
+#include "tst_exportlogviewmodel.moc"
