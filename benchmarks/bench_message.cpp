@@ -20,10 +20,6 @@
 #include <thread>
 #include <vector>
 
-#include <malloc.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -59,11 +55,17 @@ double usSince(Clock::time_point start)
     return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
 }
 
-qint64 residentBytes()
+// The value of a line of /proc/self/status, in KiB.
+qint64 memoryKib(const char *name)
 {
-    QFile statm(QStringLiteral("/proc/self/statm"));
-    statm.open(QIODevice::ReadOnly);
-    return statm.readAll().split(' ').at(1).toLongLong() * sysconf(_SC_PAGESIZE);
+    QFile status(QStringLiteral("/proc/self/status"));
+    status.open(QIODevice::ReadOnly);
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith(name))
+            return line.simplified().split(' ').at(1).toLongLong();
+    }
+    return 0;
 }
 
 void raiseTimed(const Contender &contender, Way way, int thread, int lines, std::vector<float> &callsUs)
@@ -114,7 +116,7 @@ void run(const Contender &contender, Way way, int threads, int linesPerThread)
     if (way == Way::Memory)
         QtDebugLogger::getInstance()->stopThread();
 
-    const qint64 residentBefore = residentBytes();
+    const qint64 residentBefore = memoryKib("VmRSS:");
     const double cpuBefore = cpuUs(CLOCK_PROCESS_CPUTIME_ID);
     const auto start = Clock::now();
     std::vector<std::thread> others;
@@ -125,7 +127,7 @@ void run(const Contender &contender, Way way, int threads, int linesPerThread)
     raiseLines(contender, way, 0, linesPerThread, raised[0]);
     for (std::thread &other : others)
         other.join();
-    const qint64 residentAfter = residentBytes();
+    const qint64 residentAfter = memoryKib("VmRSS:");
     if (way == Way::Memory)
         QtDebugLogger::getInstance()->startThread();
     contender.end();
@@ -140,12 +142,11 @@ void run(const Contender &contender, Way way, int threads, int linesPerThread)
     }
     std::sort(calls.begin(), calls.end());
     const double lines = double(threads) * linesPerThread;
-    rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
     // p50,p99,p99.9,max us; lines/s; us of processor time a line: callers, others; bytes a line; peak
-    std::printf("%.3f,%.3f,%.3f,%.3f,%.0f,%.3f,%.3f,%.0f,%ld\n", percentile(calls, 0.5), percentile(calls, 0.99),
+    std::printf("%.3f,%.3f,%.3f,%.3f,%.0f,%.3f,%.3f,%.0f,%lld\n", percentile(calls, 0.5), percentile(calls, 0.99),
                 percentile(calls, 0.999), percentile(calls, 1), lines / wallUs * 1e6, callersCpuUs / lines,
-                (allCpuUs - callersCpuUs) / lines, double(residentAfter - residentBefore) / lines, usage.ru_maxrss);
+                (allCpuUs - callersCpuUs) / lines, double(residentAfter - residentBefore) * 1024 / lines,
+                static_cast<long long>(memoryKib("VmHWM:")));
     std::fflush(stdout);
 }
 
