@@ -1,0 +1,80 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <Brindlecast/QtDebugLogger.h>
+
+#include <QThread>
+
+#include <array>
+#include <chrono>
+#include <functional>
+#include <random>
+#include <thread>
+#include <vector>
+
+/** Raises message `number` of source `source`, with `size` characters more. */
+inline void raise(int source, int number, int size = 0)
+{
+    qDebug("t%d %d.%*s|", source, number, size, "");
+}
+
+/** Threads that log during its life, eight lines at a time, each with a source number of its own from 0. */
+class Loggers
+{
+public:
+    using Counts = std::array<int, 8>;
+
+    Loggers(int count, unsigned long pauseUs)
+    {
+        for (int source = 0; source < count; ++source) {
+            m_threads.emplace_back([this, source, pauseUs] {
+                int &raised = m_raised.at(static_cast<std::size_t>(source));
+                while (!m_isOver.load()) {
+                    for (int line = 0; line < 8; ++line)
+                        raise(source, raised++);
+                    QThread::usleep(pauseUs);
+                }
+            });
+        }
+    }
+    ~Loggers() { finish(); }
+    Q_DISABLE_COPY(Loggers)
+
+    /** Ends the threads; how many messages each has raised. */
+    const Counts &finish()
+    {
+        m_isOver.store(true);
+        for (std::thread &thread : m_threads)
+            thread.join();
+        m_threads.clear();
+        return m_raised;
+    }
+
+private:
+    std::atomic<bool> m_isOver{false};
+    Counts m_raised{};
+    std::vector<std::thread> m_threads;
+};
+
+/** Calls the logger's controlling operations at random. */
+inline void controlAtRandom(int milliseconds)
+{
+    QtDebugLogger *const logger = QtDebugLogger::getInstance();
+    std::minstd_rand random{std::random_device()()};
+    const std::function<void()> operations[]
+        = {[logger] { logger->clearData(); },
+           [logger] { logger->stopThread(); },
+           [logger] { logger->startThread(); },
+           [logger] { logger->disableOutputFile(); },
+           [logger] { logger->enableOutputFile(); },
+           [logger] { logger->flush(5); },
+           [logger, &random] { logger->setLogCategoryEnabled(random() % 4 != 0, random() % 4); }};
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    while (std::chrono::steady_clock::now() < end) {
+        operations[random() % std::size(operations)]();
+        logger->setLogCategoryEnabled(true, 1);
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 500));
+    }
+}

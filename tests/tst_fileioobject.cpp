@@ -1,0 +1,129 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "support/TestSupport.h"
+
+#include <Brindlecast/FileIOObject.h>
+
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QtTest>
+
+#include <csignal>
+
+#include <sys/resource.h>
+
+namespace {
+
+// Lets files grow to so many bytes and no further, as a full disk does: short writes first, then errors.
+void limitFileSize(rlim_t bytes)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {bytes, RLIM_INFINITY};
+    QVERIFY(::setrlimit(RLIMIT_FSIZE, &limit) == 0);
+}
+
+QByteArray throughTextStream(const QStringList &entries)
+{
+    QByteArray bytes;
+    QTextStream stream(&bytes);
+    stream.setCodec("UTF-8");
+    for (const QString &entry : entries)
+        stream << entry << '\n';
+    stream.flush();
+    return bytes;
+}
+
+} // namespace
+
+class tst_FileIOObject : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void startsEmptyAndClosed()
+    {
+        const FileIOObject object(nullptr);
+        QVERIFY(object.path.isEmpty() && !object.path.isNull() && object.contentList.isEmpty());
+        QVERIFY(object.myfile.fileName().isEmpty() && !object.myfile.isOpen());
+        QVERIFY(object.state == eIONONE && object.category == 1);
+        QCOMPARE(object.metaObject()->methodCount(), QObject::staticMetaObject.methodCount());
+    }
+
+    void writesEachEntryAndALineFeed()
+    {
+        const QString high(QChar(0xd83d));
+        const QTemporaryDir directory;
+        FileIOObject object(nullptr);
+        object.path = directory.filePath(QStringLiteral("a.log"));
+        object.contentList
+            = QStringList{QStringLiteral("a\r\nb\n"), {}, QString(QChar(0)), QStringLiteral("\u00e4\ufeff")};
+        QVERIFY2(object.openFile() && object.writeFile(), qPrintable(object.myfile.errorString()));
+        const QByteArray bytes = QByteArray("a\r\nb\n\n\n\0\n", 9) + "\xc3\xa4\xef\xbb\xbf\n";
+        QCOMPARE(fileContents(object.path), bytes);
+        object.contentList = QStringList{high + QLatin1Char('x'), high, QChar(0xde00) + high, QString(100000, high[0])};
+        QVERIFY(object.writeFile());
+        QCOMPARE(fileContents(object.path), bytes + throughTextStream(object.contentList));
+    }
+
+    void keepsItsListAndAppends()
+    {
+        const QTemporaryDir directory;
+        const QString path = directory.filePath(QStringLiteral("a.log"));
+        {
+            FileIOObject object(nullptr);
+            object.contentList.append(QStringLiteral("line"));
+            for (const QString &wrongPath : {QString(), directory.path(), path + QStringLiteral("/missing/a.log")}) {
+                object.path = wrongPath;
+                QVERIFY2(!object.openFile() && !object.myfile.isOpen() && !object.writeFile(), qPrintable(wrongPath));
+                object.closeFile();
+            }
+            object.path = path;
+            QVERIFY(object.openFile() && int(object.myfile.openMode()) == 7);
+            QVERIFY(object.writeFile() && object.writeFile());
+            QCOMPARE(object.contentList.size(), 1);
+            object.contentList.clear();
+            QVERIFY(!object.writeFile());
+            object.contentList.append(QStringLiteral("a"));
+            QVERIFY(object.openFile()); // Closing the same file first, which writes.
+            object.path = directory.filePath(QStringLiteral("b.log"));
+            QVERIFY(object.openFile() && object.myfile.size() == 0);
+            object.closeFile();
+            QCOMPARE(fileContents(object.path), QByteArray("a\n"));
+            object.path = path;
+            QVERIFY(object.openFile());
+        }
+        QCOMPARE(fileContents(path), QByteArray("line\nline\na\na\n"));
+    }
+
+    void survivesAFullDisk()
+    {
+        const std::tuple<int, bool, QByteArray> rows[] = {{100, false, "c\n"},
+                                                          {20000, false, "c\n"},
+                                                          {20000, true, "c\n"},
+                                                          {200000, false, ""}}; // More than is kept beside it.
+        for (const auto &[size, isClosedMeanwhile, newerRecord] : rows) {
+            const QTemporaryDir directory;
+            FileIOObject object(nullptr);
+            object.path = directory.filePath(QStringLiteral("a.log"));
+            const auto write = [&object](const QByteArray &line) {
+                object.contentList = QStringList{QString::fromLatin1(line)};
+                const bool isTaken = object.writeFile();
+                object.contentList.clear();
+                return isTaken;
+            };
+            QVERIFY(object.openFile() && write("a"));
+            limitFileSize(50);
+            const bool areTaken = write(QByteArray(size, 'b')) && write("c");
+            if (isClosedMeanwhile)
+                object.closeFile();
+            limitFileSize(RLIM_INFINITY);
+            QVERIFY(areTaken && fileContents(object.path) == "a\n");
+            QVERIFY((!isClosedMeanwhile || object.openFile()) && write("d"));
+            QVERIFY(fileContents(object.path) == "a\n" + QByteArray(size, 'b') + '\n' + newerRecord + "d\n");
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_FileIOObject)
+#include "tst_fileioobject.moc"

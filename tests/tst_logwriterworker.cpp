@@ -1,0 +1,205 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "support/TestSupport.h"
+
+#include <Brindlecast/LogWriterWorker.h>
+
+#include <QtTest>
+
+class Worker : public LogWriterWorker
+{
+    Q_OBJECT
+
+public:
+    Worker()
+        : LogWriterWorker(nullptr)
+    {
+    }
+    using LogWriterWorker::isSameDay;
+    using LogWriterWorker::makeLogFilePath;
+
+    FileIOObjectPointer write(unsigned long category, const QStringList &lines)
+    {
+        FileIOObjectPointer request(new FileIOObject(nullptr));
+        request->category = category;
+        request->contentList = lines;
+        onHandleIO(request);
+        return request;
+    }
+    void write(unsigned long category, const char *line) { write(category, QStringList{QString::fromLatin1(line)}); }
+};
+
+namespace {
+
+constexpr qint64 kLimit = 50LL * 1024 * 1024;
+
+Worker *reentered = nullptr;
+unsigned long reenteredCategory = 0;
+
+QString onlyLogPath()
+{
+    const QStringList names = logNames();
+    return names.size() == 1 ? logDirectory() + names.constFirst() : QString();
+}
+
+} // namespace
+
+class tst_LogWriterWorker : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { QVERIFY(removeLogDirectory()); }
+
+    void offersTwoSlotsOnly()
+    {
+        const QMetaObject &meta = LogWriterWorker::staticMetaObject;
+        QCOMPARE(meta.methodCount() - meta.methodOffset() + meta.propertyCount() - meta.propertyOffset(), 2);
+        QCOMPARE(meta.method(meta.methodOffset()).methodSignature(), QByteArray("onHandleIO(FileIOObjectPointer)"));
+        QCOMPARE(meta.method(meta.methodOffset() + 1).methodSignature(), QByteArray("onClearData()"));
+    }
+
+    void namesFilesByLocalTime()
+    {
+        Worker worker;
+        QVERIFY(QDir(logDirectory()).exists());
+        for (const unsigned long category : {1UL, 4UL, 5UL, 64UL}) {
+            QVERIFY(removeLogDirectory());
+            const QString format = QStringLiteral("'%1log-%2'yyyy-MM-dd_HH-mm-ss'.log'")
+                                       .arg(logDirectory(), category == 4 ? QStringLiteral("startup") : QString());
+            const QString before = QDateTime::currentDateTime().toString(format);
+            const QString path = worker.makeLogFilePath(category);
+            QVERIFY(QDir(logDirectory()).exists());
+            QVERIFY2(before <= path && path <= QDateTime::currentDateTime().toString(format), qPrintable(path));
+        }
+    }
+
+    void appendsRequestsInOrder()
+    {
+        Worker worker;
+        worker.onClearData();
+        worker.onHandleIO(FileIOObjectPointer());
+        QVERIFY(logNames().isEmpty());
+        worker.write(64, QStringList());
+        QVERIFY(QFile::exists(onlyLogPath()) && writtenLogs().isEmpty());
+        const FileIOObjectPointer request = worker.write(64, {QStringLiteral("a"), QStringLiteral("b\n")});
+        QVERIFY(request->contentList.size() == 2 && request->path.isEmpty() && request->state == eIONONE);
+        // Files begun in one second share it; ones begun later follow in the order of their names.
+        worker.write(8, "c");
+        worker.onClearData();
+        worker.write(64, "d");
+        worker.write(4, "e");
+        QCOMPARE(writtenLogs(), QByteArray("a\nb\n\nc\nd\ne\n"));
+        QVERIFY(logNames().constLast().startsWith(QLatin1String("log-startup")));
+    }
+
+    void replacesTheFileAtTheLimit_data()
+    {
+        QTest::addColumn<unsigned long>("category");
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<qint64>("grownTo");
+        QTest::addColumn<QByteArray>("inNewFile");
+        QTest::newRow("below") << 2UL << kLimit - 1 << kLimit + 6 << QByteArray("third\n");
+        QTest::newRow("at") << 2UL << kLimit << kLimit << QByteArray("second\nthird\n");
+        QTest::newRow("above 32 bits") << 1UL << 100 * kLimit << 100 * kLimit << QByteArray("second\nthird\n");
+        QTest::newRow("startup") << 4UL << kLimit << kLimit + 13 << QByteArray();
+    }
+
+    void replacesTheFileAtTheLimit()
+    {
+        QFETCH(const unsigned long, category);
+        QFETCH(const qint64, size);
+        QFETCH(const qint64, grownTo);
+        Worker worker;
+        worker.write(category, "first");
+        // Out of the way of its successor, which gets the same name when it is made in the same second.
+        const QString aside = logDirectory() + QStringLiteral("aside");
+        QVERIFY(QFile::rename(onlyLogPath(), aside) && QFile::resize(aside, size));
+        worker.write(category, "second");
+        worker.write(category, "third");
+        QCOMPARE(QFileInfo(aside).size(), grownTo);
+        QTEST(writtenLogs(), "inNewFile");
+    }
+
+    void staysSilentAfterAFailedOpen()
+    {
+        const QString directory = logDirectory().chopped(1);
+        for (const bool isReplacement : {false, true}) {
+            Worker worker;
+            if (isReplacement) {
+                worker.write(1, "first");
+                QVERIFY(QFile::resize(onlyLogPath(), kLimit));
+            }
+            QVERIFY(removeLogDirectory() && makeFile(directory, 0));
+            const QString earliest = worker.makeLogFilePath(1);
+            worker.write(1, "lost");
+            const QString latest = worker.makeLogFilePath(1);
+            QVERIFY(removeLogDirectory() && QDir().mkdir(directory));
+            worker.write(1, "silent");
+            worker.write(4, "another category");
+            QCOMPARE(writtenLogs(), QByteArray("another category\n"));
+            if (isReplacement) {
+                // A file of that size in its stead makes it begin another one.
+                for (const QString &path : {earliest, latest})
+                    QVERIFY(makeFile(path, 0) && QFile::resize(path, kLimit));
+            } else {
+                worker.onClearData();
+            }
+            worker.write(1, "resumed");
+            QVERIFY(writtenLogs().contains("resumed\n") && !writtenLogs().contains("silent"));
+            QVERIFY(removeLogDirectory());
+        }
+    }
+
+    void thinsTheDirectoryOncePerName()
+    {
+        const QString currentPath = QDir::currentPath();
+        Worker worker;
+        worker.write(2, "a");
+        QVERIFY(makeFile(onlyLogPath(), 1));
+        const QStringList old = makeLogs(25);
+        worker.write(4, "b");
+        QCOMPARE(logNames().size(), 10);
+        QCOMPARE(logNames().mid(0, 9), old.mid(16));
+        QCOMPARE(QDir::currentPath(), currentPath);
+        worker.write(2, "c"); // Its file was removed.
+        QCOMPARE(makeLogs(25).size(), 25);
+        worker.write(4, "d");
+        QCOMPARE(logNames().size(), 27);
+        QCOMPARE(writtenLogs(), QByteArray("c\nb\nd\n"));
+    }
+
+    void takesTheGuardsMessages()
+    {
+        // Into the file that was just begun, and into one that they begin.
+        for (const unsigned long category : {4UL, 1UL}) {
+            QVERIFY(removeLogDirectory() && !makeLogs(25).isEmpty());
+            Worker worker;
+            reentered = &worker;
+            reenteredCategory = category;
+            const auto handler = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
+                reentered->write(reenteredCategory, QStringList{text});
+            });
+            worker.write(4, "first");
+            worker.write(4, "second");
+            qInstallMessageHandler(handler);
+            const int removals = category == 4 ? 16 : 17;
+            QCOMPARE(logNames().size(), 10);
+            QCOMPARE(writtenLogs().count("The file : \"log-2020-"), removals);
+            QVERIFY(writtenLogs().contains("first\n") && writtenLogs().contains("second\n"));
+            QCOMPARE(writtenLogs().count('\n'), removals + 2);
+        }
+    }
+
+    void comparesWholeDates()
+    {
+        Worker worker;
+        const QDate day(2026, 10, 25);
+        QVERIFY(worker.isSameDay(day, day) && !worker.isSameDay(day, day.addDays(1)));
+        QVERIFY(!worker.isSameDay(day, day.addMonths(1)) && !worker.isSameDay(day, day.addYears(1)));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_LogWriterWorker)
+#include "tst_logwriterworker.moc"

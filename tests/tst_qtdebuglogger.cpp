@@ -1,0 +1,300 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "support/TestSupport.h"
+
+#include <Brindlecast/QtDebugLogger.h>
+
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <climits>
+#include <thread>
+#include <vector>
+
+class Logger : public QtDebugLogger
+{
+    Q_OBJECT
+
+public:
+    using QtDebugLogger::appendLog;
+    using QtDebugLogger::outputMessage;
+};
+
+namespace {
+
+constexpr int kEnoughMs = 60000;
+
+QtDebugLogger *logger()
+{
+    return QtDebugLogger::getInstance();
+}
+
+void append(const char *line, unsigned long category = 1)
+{
+    (logger()->*&Logger::appendLog)(QString::fromLatin1(line), category);
+}
+
+// The requests that the logger sends during its life.
+class Requests : public QSignalSpy
+{
+public:
+    Requests()
+        : QSignalSpy(logger(), &QtDebugLogger::handleIOSignal)
+    {
+    }
+    FileIOObjectPointer last() const { return constLast().constFirst().value<FileIOObjectPointer>(); }
+    QString lastLine() const { return last()->contentList.join(QStringLiteral("another line: ")); }
+};
+
+QtMessageHandler installedHandler()
+{
+    const QtMessageHandler installed = qInstallMessageHandler(nullptr);
+    qInstallMessageHandler(installed);
+    return installed;
+}
+
+} // namespace
+
+class tst_QtDebugLogger : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(removeLogDirectory());
+        const QtMessageHandler before = installedHandler();
+        const Requests requests;
+        for (unsigned long category = 0; category <= 256; ++category)
+            append("line", category);
+        Logger::outputMessage(QtDebugMsg, QMessageLogContext(), QStringLiteral("text"));
+        QVERIFY(installedHandler() == before && requests.isEmpty());
+        QVERIFY(QDir(logDirectory()).exists() && QDir(logDirectory()).isEmpty());
+    }
+
+    void init()
+    {
+        logger()->disableOutputFile();
+        logger()->clearData();
+        logger()->startThread();
+        QVERIFY(logger()->flush(kEnoughMs) && removeLogDirectory());
+        logger()->setLogCategoryEnabled(true, 1);
+    }
+
+    void offersTwoSignalsOnly()
+    {
+        const QMetaObject &meta = QtDebugLogger::staticMetaObject;
+        QCOMPARE(meta.methodCount() - meta.methodOffset() + meta.propertyCount() - meta.propertyOffset(), 2);
+        QCOMPARE(meta.method(meta.methodOffset()).methodSignature(), QByteArray("handleIOSignal(FileIOObjectPointer)"));
+        QCOMPARE(meta.method(meta.methodOffset() + 1).methodSignature(), QByteArray("clearSignal()"));
+        QCOMPARE(QMetaType::type("FileIOObjectPointer"), qMetaTypeId<FileIOObjectPointer>());
+    }
+
+    void formatsALine_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<int>("line");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("expected");
+        const auto row
+            = [](const char *name, int type, const char *file, int line, const char *text, const char *made) {
+                  QTest::newRow(name) << type << QByteArray(file) << line << QString::fromUtf8(text)
+                                      << QString::fromUtf8(made) + QLatin1Char('\n');
+              };
+        row("debug", QtDebugMsg, "/src/main.cpp", 42, "disk low", "<Debug:> main.cpp 42: disk low");
+        row("warning", QtWarningMsg, "main.cpp", 42, "disk low", "<Warning:> main.cpp 42: disk low");
+        row("critical", QtCriticalMsg, "a/b", 1, "x", "<Critical:> b 1: x");
+        row("fatal", QtFatalMsg, "a/b", 1, "x", "<Fatal:> b 1: x");
+        row("information", QtInfoMsg, "a/b", 1, "x", "<Other:> b 1: x");
+        row("type 5", 5, "a/b", 1, "x", "<Other:> b 1: x");
+        row("type 1000", 1000, "a/b", 1, "x", "<Other:> b 1: x");
+        row("no file", QtDebugMsg, nullptr, 0, "x", "<Debug:>  0: x");
+        row("path that ends in a slash", QtDebugMsg, "a/", -1, "x", "<Debug:>  -1: x");
+        row("outside ASCII", QtDebugMsg, "/\u00e4.cpp", INT_MAX, "\u20ac", "<Debug:> \u00e4.cpp 2147483647: \u20ac");
+        row("empty", QtDebugMsg, "f", 1, "", "<Debug:> f 1: -");
+        row("blanks only", QtDebugMsg, "f", 1, " \t\n ", "<Debug:> f 1: ");
+        row("trimmed outside only", QtDebugMsg, "f", 1, "\n a \r\n\n b\t\n", "<Debug:> f 1: a \r\n\n b");
+        row("placeholders in the text", QtDebugMsg, "f", 1, "<TIM><FILE><LINE><TEXT>",
+            "<Debug:> f 1: <TIM><FILE><LINE><TEXT>");
+        row("placeholders still to come", QtDebugMsg, "<LINE>-<TEXT>", 7, "<LINE>", "<Debug:> 7-<LINE> 7: <LINE>");
+        row("placeholders passed", QtDebugMsg, "<TIM><TS><FILE>", 7, "x", "<Debug:> <TIM><TS><FILE> 7: x");
+    }
+
+    void formatsALine()
+    {
+        QFETCH(const int, type);
+        QFETCH(const QByteArray, file);
+        QFETCH(const int, line);
+        QFETCH(const QString, text);
+        const Requests requests;
+        const QString format = QStringLiteral("'['yyyy-MM-dd hh:mm:ss'] '");
+        const QString before = QDateTime::currentDateTime().toString(format);
+        const QMessageLogContext context(file.isNull() ? nullptr : file.constData(), line, "function", "category");
+        Logger::outputMessage(static_cast<QtMsgType>(type), context, text);
+        QCOMPARE(requests.size(), 1);
+        const FileIOObjectPointer request = requests.last();
+        QVERIFY(request->category == 1 && request->path.isEmpty() && request->state == eIONONE && !request->parent());
+        const QString time = requests.lastLine().left(22);
+        QVERIFY2(before <= time && time <= QDateTime::currentDateTime().toString(format), qPrintable(time));
+        QTEST(requests.lastLine().mid(22), "expected");
+    }
+
+    void passesEnabledCategoriesOn()
+    {
+        const QString all = QStringLiteral("1 2 4 8 16 32 64 ");
+        const std::tuple<bool, unsigned long, QString> rows[]
+            = {{true, 0, {}},          {true, 66, QStringLiteral("2 64 ")},
+               {true, 128, {}},        {true, 255, all},
+               {true, ULONG_MAX, all}, {false, 3, QStringLiteral("4 8 16 32 64 ")},
+               {false, 128, all},      {false, ULONG_MAX, {}}};
+        for (const auto &[isEnabled, mask, expected] : rows) {
+            logger()->setLogCategoryEnabled(true, 127);
+            const QSignalSpy clears(logger(), &QtDebugLogger::clearSignal);
+            if (isEnabled)
+                logger()->clearData();
+            QCOMPARE(clears.size(), int(isEnabled));
+            logger()->setLogCategoryEnabled(isEnabled, mask);
+            Requests requests;
+            QString passed;
+            for (unsigned long category = 0; category <= 1024; ++category) {
+                requests.clear();
+                append("line\n", category);
+                passed += requests.isEmpty() ? QString() : QStringLiteral("%1 ").arg(requests.last()->category);
+            }
+            QCOMPARE(passed, expected);
+        }
+    }
+
+    void raisesMessagesOfItsOwn()
+    {
+        using Raise = void (QtDebugLogger::*)(const QString &);
+        const std::tuple<const char *, Raise, QtMsgType, int> operations[]
+            = {{"debug", &QtDebugLogger::debug, QtDebugMsg, 134},
+               {"information", &QtDebugLogger::information, QtInfoMsg, 147},
+               {"warning", &QtDebugLogger::warning, QtWarningMsg, 160},
+               {"critical", &QtDebugLogger::critical, QtCriticalMsg, 173}};
+        const QString file = QStringLiteral("Brindlecast/QtDebugLogger.cpp");
+        for (const auto &[name, raise, type, line] : operations) {
+            const QString text
+                = QStringLiteral("%1 %2 %3 \"a \\\"b\\\"\\n\u00e4\"").arg(file, QLatin1String(name)).arg(line);
+            QCOMPARE(
+                messagesOf([raise = raise] { (logger()->*raise)(QStringLiteral("a \"b\"\n\u00e4")); }),
+                QStringList{QStringLiteral("%1|%2|%3|void QtDebugLogger::%4(const QString&)|%5")
+                                .arg(QString::number(type), file, QString::number(line), QLatin1String(name), text)});
+            logger()->enableOutputFile();
+            const Requests requests;
+            (logger()->*raise)(QStringLiteral("a \"b\"\n\u00e4"));
+            QVERIFY(requests.lastLine().endsWith(QStringLiteral("> QtDebugLogger.cpp %1: %2\n").arg(line).arg(text)));
+        }
+    }
+
+    void takesTheHandlerOverAndBack()
+    {
+        const QtMessageHandler defaultHandler = installedHandler();
+        const QtMessageHandler ours = &Logger::outputMessage;
+        const QSignalSpy clears(logger(), &QtDebugLogger::clearSignal);
+        logger()->enableOutputFile();
+        logger()->enableOutputFile();
+        append("a");
+        logger()->stopThread();
+        logger()->stopThread();
+        QVERIFY(installedHandler() == ours && clears.isEmpty());
+        append("b");
+        logger()->disableOutputFile();
+        QVERIFY(installedHandler() == defaultHandler && clears.size() == 1);
+        append("c");
+        qDebug("goes to the default output");
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(!logger()->flush(kEnoughMs) && timer.elapsed() < kEnoughMs / 10);
+        QVERIFY(!writtenLogs().contains('b'));
+        logger()->startThread();
+        logger()->startThread();
+        QVERIFY(logger()->flush(-5) && installedHandler() == defaultHandler);
+        QCOMPARE(writtenLogs(), QByteArray("a\nb\nc\n"));
+        QVERIFY(removeLogDirectory());
+        logger()->clearData();
+        append("dropped");
+        logger()->setLogCategoryEnabled(true, 1);
+        append("d");
+        QVERIFY(logger()->flush(kEnoughMs));
+        QCOMPARE(writtenLogs(), QByteArray("d\n"));
+    }
+
+    void writesAnyText()
+    {
+        const QString texts[]
+            = {QString(), QString(10000000, QChar(0xe4)), QChar(0xde00) + QStringLiteral("a") + QChar(0xd83d),
+               QStringLiteral("a%1b").arg(QChar(0)), QStringLiteral("a\n\nb\r\nc\u2028d")};
+        QByteArray expected;
+        logger()->enableOutputFile();
+        for (const QString &text : texts) {
+            const Requests requests;
+            QMessageLogger(nullptr, 0, nullptr).debug().noquote().nospace() << text;
+            const QString shown = text.isEmpty() ? QStringLiteral("-") : text;
+            QVERIFY(requests.lastLine().mid(22) == QStringLiteral("<Debug:>  0: ") + shown + QLatin1Char('\n'));
+            expected += requests.lastLine().toUtf8() + '\n';
+        }
+        QVERIFY(logger()->flush(kEnoughMs) && writtenLogs() == expected);
+    }
+
+    void writesRequestsOfTheHost()
+    {
+        FileIOObjectPointer request(new FileIOObject(nullptr));
+        request->contentList = QStringList{QStringLiteral("the host's")};
+        Q_EMIT logger()->handleIOSignal(request);
+        QTRY_COMPARE(writtenLogs(), QByteArray("the host's\n"));
+        append("the logger's");
+        QVERIFY(logger()->flush(kEnoughMs));
+        QCOMPARE(writtenLogs(), QByteArray("the host's\nthe logger's\n"));
+    }
+
+    void flushesForManyThreads()
+    {
+        std::atomic<int> missing{0};
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < 4; ++thread) {
+            threads.emplace_back([thread, &missing] {
+                for (int round = 0; round < 20; ++round) {
+                    const QByteArray line = QByteArray::number(thread) + '-' + QByteArray::number(round) + '.';
+                    append(line.constData());
+                    missing += logger()->flush(kEnoughMs) && writtenLogs().contains(line) ? 0 : 1;
+                }
+            });
+        }
+        for (std::thread &thread : threads)
+            thread.join();
+        QCOMPARE(missing.load(), 0);
+    }
+
+    void doesNotWaitOnTheWriterThread()
+    {
+        // Messages of the guard are the ones raised there. It looks when a file of a new name is begun.
+        QCOMPARE(makeLogs(12).size(), 12);
+        logger()->setLogCategoryEnabled(true, 4);
+        std::atomic<int> calls{0};
+        const auto connection = connect(
+            logger(), &QtDebugLogger::handleIOSignal, logger(),
+            [&calls] {
+                if (QThread::currentThread() == qApp->thread())
+                    return;
+                logger()->flush(kEnoughMs);
+                logger()->stopThread();
+                logger()->startThread();
+                ++calls;
+            },
+            Qt::DirectConnection);
+        logger()->enableOutputFile();
+        append("a", 4);
+        append("b");
+        QTRY_COMPARE(calls.load(), 4); // Four removals: the first message begins one file more.
+        disconnect(connection);
+        QVERIFY(logger()->flush(kEnoughMs));
+        QVERIFY(writtenLogs().contains("b\n") && writtenLogs().count("is removed\n\n") == 4);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_QtDebugLogger)
+#include "tst_qtdebuglogger.moc"

@@ -1,0 +1,677 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+// Usage: tst_scenarios NAME [AMOUNT]
+// Runs hosts of the logger, each in a process of its own, since a process has one logger and these end in many ways.
+// AMOUNT is how many lines, tries, cycles or seconds, for more than the few that the test suite has time for.
+// Exit status 77: the machine does not allow it.
+
+#include "support/Load.h"
+#include "support/TestSupport.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QRegularExpression>
+#include <QScopeGuard>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include <dlfcn.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kFine = 3;
+constexpr int kSkipped = 77;
+
+enum class Disk { Sound, Slow, Stalled };
+std::atomic<Disk> disk{Disk::Sound};
+
+bool isLogFile(int descriptor)
+{
+    char target[4096] = {};
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    return ::readlink(link.c_str(), target, sizeof target - 1) > 0
+        && QByteArray(target).startsWith(QFile::encodeName(logDirectory()));
+}
+
+} // namespace
+
+// In the place of the C library's, and like that one a point where a thread can be cancelled.
+extern "C" Q_DECL_EXPORT ssize_t write(int descriptor, const void *bytes, size_t size)
+{
+    using Write = ssize_t (*)(int, const void *, size_t);
+    static const auto realWrite = reinterpret_cast<Write>(::dlsym(RTLD_NEXT, "write"));
+    if (disk.load() != Disk::Sound && isLogFile(descriptor)) {
+        do
+            ::usleep(1000);
+        while (disk.load() == Disk::Stalled);
+    }
+    return realWrite(descriptor, bytes, size);
+}
+
+namespace {
+
+std::atomic<int> result{0};
+
+// Notes a failure, with the text that says what should be, unless it `held`.
+bool expect(bool held, const char *what)
+{
+    if (!held) {
+        result.store(1);
+        std::fprintf(stderr, "FAILED: %s\n", what);
+    }
+    return held;
+}
+
+// How a host should end: with an exit status, or minus a signal, and those bytes on standard error, if any are given.
+struct End
+{
+    int status = kFine;
+    const char *errors = "";
+    useconds_t killedAfterUs = 0;
+};
+
+// Empties the log directory and runs `host` as the main() of a new process, which returns kFine unless an expectation
+// fails.
+void runHost(const End &expected, const std::function<void()> &host)
+{
+    std::FILE *const output = std::tmpfile();
+    const pid_t process = output == nullptr || !removeLogDirectory() ? -1 : ::fork();
+    if (process == 0) {
+        result.store(0);
+        ::dup2(::fileno(output), STDERR_FILENO);
+        ::alarm(100);
+        const rlimit noCore = {0, 0};
+        ::setrlimit(RLIMIT_CORE, &noCore);
+        qputenv("QT_FORCE_STDERR_LOGGING", "1");
+        host();
+        std::exit(result.load() == 0 ? kFine : 1);
+    }
+    if (expected.killedAfterUs > 0) {
+        ::usleep(expected.killedAfterUs);
+        ::kill(process, SIGKILL);
+    }
+    int end = 0;
+    if (!expect(process > 0 && ::waitpid(process, &end, 0) == process, "a process"))
+        return;
+    const int status = WIFEXITED(end) ? WEXITSTATUS(end) : -WTERMSIG(end);
+    QFile file;
+    file.open(output, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
+    file.seek(0);
+    const QByteArray errors = file.readAll();
+    const bool isAsExpected = status == expected.status && (expected.errors == nullptr || errors == expected.errors);
+    if (status == kSkipped)
+        result.store(kSkipped);
+    else if (!expect(isAsExpected, "the host's end"))
+        std::fprintf(stderr, "It ended with %d and:\n%s", status, errors.right(2000).constData());
+}
+
+QtDebugLogger *startLogging()
+{
+    QtDebugLogger *const logger = QtDebugLogger::getInstance();
+    logger->setLogCategoryEnabled(true, 1);
+    logger->enableOutputFile();
+    return logger;
+}
+
+struct Host
+{
+    bool isFlushed() const { return logger->flush(60000); }
+
+    int argumentCount = 0;
+    QCoreApplication application{argumentCount, nullptr};
+    QtDebugLogger *logger = startLogging();
+};
+
+void raiseAll(int from, int to)
+{
+    for (int number = from; number < to; ++number)
+        raise(0, number);
+}
+
+// What the log files hold.
+struct Tally
+{
+    Loggers::Counts lines{}; // Of the messages that raise() makes, by source.
+    Loggers::Counts next{}; // The number after the last one.
+    int gaps = 0;
+    int misplaced = 0; // Also the second of two that are the same.
+    int torn = 0; // Records that are none.
+    QStringList others; // All other messages, with their labels.
+    QString last;
+};
+
+// Expects whole lines in order only; with `count`, that many of source 0 without a gap, and no other messages.
+Tally expectWholeLines(int count = -1)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral(
+            "^\\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\] (<\\w+:> )\\S* \\d+: ((?:t(\\d) (\\d+)\\. *\\|$)?.*)$"),
+        QRegularExpression::DotMatchesEverythingOption);
+    Tally tally;
+    const QByteArray bytes = writtenLogs();
+    for (int begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
+        end = bytes.indexOf("\n\n", begin);
+        end = end < 0 ? bytes.size() : end;
+        const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(bytes.mid(begin, end - begin)));
+        tally.last = match.captured(1) + match.captured(2);
+        if (!match.hasMatch() || end == bytes.size()) {
+            ++tally.torn;
+        } else if (match.captured(4).isEmpty()) {
+            tally.others.append(tally.last);
+        } else {
+            const auto source = match.captured(3).toUInt();
+            const int number = match.captured(4).toInt();
+            tally.gaps += number > tally.next.at(source) ? 1 : 0;
+            tally.misplaced += number < tally.next.at(source) ? 1 : 0;
+            tally.next.at(source) = number + 1;
+            ++tally.lines.at(source);
+        }
+    }
+    const bool isComplete = count < 0 || (tally.gaps == 0 && tally.lines[0] == count && tally.others.isEmpty());
+    if (!expect(tally.torn == 0 && tally.misplaced == 0 && isComplete, "whole lines in order"))
+        std::fprintf(stderr, "%d lines of %d, torn %d, misplaced %d, gaps %d, other %s\n", tally.lines[0], count,
+                     tally.torn, tally.misplaced, tally.gaps, qPrintable(tally.others.value(0)));
+    return tally;
+}
+
+// In KiB; 0 where a sanitizer's own memory hides it.
+qint64 residentMemory()
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return 0;
+#else
+    return fileContents(QStringLiteral("/proc/self/statm")).split(' ').value(1).toLongLong()
+        * (::sysconf(_SC_PAGESIZE) / 1024);
+#endif
+}
+
+struct LateMessage
+{
+    const char *text;
+    ~LateMessage() { qWarning("late: %s", text); }
+};
+
+struct Scenario
+{
+    const char *name;
+    int amount;
+    void (*run)(int amount);
+};
+
+QVector<Scenario> &scenarios()
+{
+    static QVector<Scenario> all;
+    return all;
+}
+
+// Begins a function with a parameter `amount`, whose value here is for the test suite.
+#define SCENARIO(name, shortAmount)                                                    \
+    void name(int amount);                                                             \
+    const bool name##IsKnown = (scenarios().append({#name, shortAmount, name}), true); \
+    void name(int amount)
+
+SCENARIO(leaves, 100000)
+{
+    for (const bool isThread : {false, true}) {
+        runHost({}, [isThread] {
+            const Host host;
+            const auto exitFromHere = [] {
+                raiseAll(0, 2000);
+                std::exit(kFine);
+            };
+            isThread ? std::thread(exitFromHere).join() : exitFromHere();
+        });
+        expectWholeLines(2000);
+    }
+    runHost({}, [amount] {
+        const Host host;
+        raiseAll(0, amount);
+    });
+    expectWholeLines(amount);
+}
+
+SCENARIO(leavesWhileThreadsLogAndControl, 10)
+{
+    for (int attempt = 0; attempt < amount; ++attempt) {
+        runHost({kFine, nullptr}, [attempt] {
+            qSetMessagePattern(QStringLiteral("%{message}")); // Qt's own static has to outlive the threads.
+            static const Loggers outliveTheLogger(3, 50);
+            static std::thread outlivesTheLogger;
+            static const auto joinAtLast = qScopeGuard([] { outlivesTheLogger.join(); });
+            const Host host;
+            outlivesTheLogger = std::thread(controlAtRandom, 300);
+            QThread::msleep(10);
+            if (attempt % 2 != 0)
+                std::exit(kFine);
+        });
+        expectWholeLines();
+    }
+}
+
+SCENARIO(leavesWithAStalledDisk, 10)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const QByteArray told = "Brindlecast: " + QByteArray::number(amount - 1) + " log lines were not written\n";
+    runHost({kFine, told.constData()}, [amount] {
+        const Host host;
+        raise(0, 0);
+        expect(host.isFlushed(), "a line written before the stall");
+        disk.store(Disk::Stalled);
+        raiseAll(1, amount + 1);
+    });
+    expect(timer.elapsed() < 10000, "an end within ten seconds");
+    expectWholeLines(1);
+}
+
+SCENARIO(endsWithoutAnApplication, 100)
+{
+    for (const bool isThread : {false, true}) {
+        runHost({kFine, nullptr}, [amount, isThread] {
+            startLogging();
+            raiseAll(0, amount);
+            expect(!startLogging()->flush(100), "no line delivered");
+            if (isThread)
+                std::thread([] { std::exit(kFine); }).join();
+        });
+    }
+}
+
+SCENARIO(logsFromStaticDestructors, 4)
+{
+    for (int attempt = 0; attempt < amount; ++attempt) {
+        const bool exits = attempt % 2 != 0; // Then application and logger live on for a while.
+        runHost({kFine, exits ? "late: after\n" : "late: before\nlate: after\n"}, [exits] {
+            static const LateMessage afterTheLogger{"after"};
+            const Host host;
+            static const LateMessage beforeTheLogger{"before"};
+            raise(0, 0);
+            if (exits)
+                std::exit(kFine);
+        });
+        const Tally tally = expectWholeLines(exits ? -1 : 1);
+        expect(!exits || tally.last == QLatin1String("<Warning:> late: before"), "a late line in the file");
+    }
+}
+
+SCENARIO(makesTwoApplications, 100)
+{
+    runHost({kFine, "outside\noutside\nhost: late: to the host\n"}, [amount] {
+        static const LateMessage toTheHost{"to the host"};
+        qWarning("outside");
+        {
+            const Host host;
+            raiseAll(0, amount);
+        }
+        qWarning("outside");
+        const Host host;
+        raiseAll(amount, 2 * amount);
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
+            std::fprintf(stderr, "host: %s\n", text.toLocal8Bit().constData());
+        });
+    });
+    expectWholeLines(2 * amount);
+}
+
+SCENARIO(raisesAFatalMessage, 20)
+{
+    for (int attempt = 0; attempt < amount; ++attempt) {
+        const int timeoutMs = attempt % 5 == 0 ? 0 : 2000;
+        runHost({-SIGABRT, nullptr}, [timeoutMs] {
+            const Host host;
+            host.logger->setFatalFlushTimeout(timeoutMs);
+            raiseAll(0, 2000);
+            qFatal("the end");
+        });
+        const Tally tally = expectWholeLines();
+        const bool isComplete = tally.lines[0] == 2000 && tally.last == QLatin1String("<Fatal:> the end");
+        expect(timeoutMs == 0 || isComplete, "all lines, and the fatal one at the end");
+    }
+}
+
+SCENARIO(forks, 100)
+{
+    runHost({kFine, "raised in the child\n"}, [amount] {
+        const Host host;
+        raiseAll(0, amount);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::alarm(20);
+            qDebug("raised in the child");
+            startLogging()->flush(60000);
+            std::exit(0);
+        }
+        int status = -1;
+        expect(::waitpid(child, &status, 0) == child && status == 0, "a child that may exit");
+        raiseAll(amount, 2 * amount);
+    });
+    expectWholeLines(2 * amount);
+}
+
+SCENARIO(isKilledUnderLoad, 15)
+{
+    int lines = 0;
+    for (int attempt = 0; attempt < amount; ++attempt) {
+        runHost({-SIGKILL, "", 20000 + std::random_device()() % 150000}, [] {
+            const Host host;
+            const Loggers loggers(4, 0);
+            ::pause();
+        });
+        const Tally tally = expectWholeLines();
+        expect(tally.gaps == 0 && tally.others.isEmpty(), "nothing missing before the end");
+        lines += tally.lines[0];
+    }
+    expect(lines > 0, "lines written before the process was killed");
+}
+
+SCENARIO(logsBeforeTheApplication, 500)
+{
+    runHost({}, [amount] {
+        startLogging();
+        raiseAll(0, amount);
+        QThread::msleep(50);
+        const Host host;
+        raiseAll(amount, 2 * amount);
+    });
+    expectWholeLines(2 * amount);
+}
+
+SCENARIO(logsFirstFromManyThreads, 30)
+{
+    for (int attempt = 0; attempt < amount; ++attempt) {
+        runHost({}, [] {
+            const Host host;
+            std::atomic<int> ready{0};
+            std::vector<std::thread> threads;
+            for (int source = 0; source < 8; ++source) {
+                threads.emplace_back([source, &ready] {
+                    for (++ready; ready.load() < 8;) { }
+                    raise(source, 0);
+                });
+            }
+            for (std::thread &thread : threads)
+                thread.join();
+        });
+        expect(expectWholeLines(1).lines == Loggers::Counts{1, 1, 1, 1, 1, 1, 1, 1}, "the line of each thread");
+    }
+}
+
+SCENARIO(stopsAndStartsUnderLoad, 300)
+{
+    runHost({}, [amount] {
+        const Host host;
+        Loggers loggers(4, 1000);
+        const QDir descriptors(QStringLiteral("/proc/self/fd"));
+        int descriptorsBefore = 0;
+        qint64 memoryBefore = 0;
+        qint64 longestStopMs = 0;
+        for (int cycle = 0; cycle < amount; ++cycle) {
+            QElapsedTimer timer;
+            timer.start();
+            host.logger->stopThread();
+            longestStopMs = qMax(longestStopMs, timer.elapsed());
+            QThread::usleep(std::random_device()() % 3000);
+            host.logger->startThread();
+            if (cycle == amount / 10) {
+                expect(host.isFlushed(), "a queue worked off");
+                descriptorsBefore = descriptors.entryList(QDir::System | QDir::Files).size();
+                memoryBefore = residentMemory();
+            }
+        }
+        const Loggers::Counts raised = loggers.finish();
+        expect(host.isFlushed() && expectWholeLines(raised[0]).lines == raised, "all lines of all threads");
+        expect(descriptors.entryList(QDir::System | QDir::Files).size() == descriptorsBefore, "no descriptor leaked");
+        expect(residentMemory() <= memoryBefore + 8192, "no memory leaked");
+        expect(longestStopMs < 1500, "no stop by force");
+    });
+}
+
+SCENARIO(isControlledAtRandom, 3)
+{
+    runHost({kFine, nullptr}, [amount] {
+        const Host host;
+        {
+            const Loggers loggers(4, 500);
+            std::thread other(controlAtRandom, 1000 * amount);
+            controlAtRandom(1000 * amount);
+            other.join();
+        }
+        startLogging();
+        qDebug("the last line");
+        expect(host.isFlushed(), "a logger that goes on");
+        const QStringList others = expectWholeLines().others;
+        expect(others.value(others.size() - 1) == QLatin1String("<Debug:> the last line"), "the last line");
+        for (const QString &other : others.mid(0, others.size() - 1))
+            expect(other.startsWith(QLatin1String("<Debug:> The file :")), qPrintable(other));
+    });
+}
+
+SCENARIO(isFlooded, 20000)
+{
+    constexpr int kMostWaiting = 262144;
+    runHost({}, [amount] {
+        const Host host;
+        host.logger->stopThread();
+        raiseAll(0, kMostWaiting);
+        const qint64 memoryBefore = residentMemory();
+        raiseAll(kMostWaiting, kMostWaiting + amount);
+        expect(residentMemory() <= memoryBefore + 2048, "flat memory past the bound");
+        host.logger->startThread();
+        expect(host.isFlushed(), "the queue worked off");
+        qDebug("the line after");
+    });
+    const Tally tally = expectWholeLines();
+    expect(tally.lines[0] == kMostWaiting && tally.gaps == 0, "the lines within the bound");
+    expect(tally.others.value(0).startsWith(QStringLiteral("<Warning:> %1 lines").arg(amount)), "what was dropped");
+    expect(tally.others.size() == 2 && tally.last == QLatin1String("<Debug:> the line after"), "the line after that");
+}
+
+SCENARIO(flushesAllThatWaits, 40)
+{
+    runHost({}, [amount] {
+        const Host host;
+        raise(0, 0);
+        // Messages of the space guard overtake the queue. It looks when a file of a new name is begun.
+        expect(host.isFlushed() && !makeLogs(25).isEmpty(), "old logs");
+        disk.store(Disk::Slow);
+        raiseAll(1, amount);
+        FileIOObjectPointer startup(new FileIOObject(nullptr));
+        startup->category = 4;
+        Q_EMIT host.logger->handleIOSignal(startup);
+        raiseAll(amount, 2 * amount);
+        expect(host.isFlushed() && expectWholeLines().lines[0] == 2 * amount, "the lines raised before the flush");
+    });
+}
+
+SCENARIO(stopsInAStalledWrite, 10)
+{
+    for (const bool isShort : {true, false}) {
+        runHost({}, [amount, isShort] {
+            const Host host;
+            raiseAll(0, amount);
+            expect(host.isFlushed(), "lines written before the stall");
+            disk.store(Disk::Stalled);
+            raiseAll(amount, 2 * amount);
+            QElapsedTimer timer;
+            timer.start();
+            expect(!host.logger->flush(300) && timer.elapsed() >= 300 && timer.elapsed() < 1500, "a flush in vain");
+            std::thread relief([isShort] {
+                QThread::msleep(isShort ? 500 : 3500);
+                disk.store(Disk::Sound);
+            });
+            timer.restart();
+            host.logger->stopThread();
+            expect(timer.elapsed() < 3000, "a stop within three seconds");
+            raiseAll(2 * amount, 3 * amount);
+            relief.join();
+            host.logger->startThread();
+            raiseAll(3 * amount, 4 * amount);
+        });
+        const Tally tally = expectWholeLines(isShort ? 4 * amount : -1);
+        expect(tally.lines[0] >= 4 * amount - 1 && tally.next[0] == 4 * amount, "all lines but the one in hand");
+    }
+}
+
+SCENARIO(thinsTheLogDirectory, 25)
+{
+    runHost({}, [amount] {
+        QStringList kept = makeLogs(amount).mid(amount - 9);
+        for (const char *name : {"log-19.old.log", "note.txt", "L.LOG"}) {
+            kept.append(QLatin1String(name));
+            expect(makeFile(logDirectory() + kept.constLast(), 1), "foreign files");
+        }
+        const QString currentPath = QDir::currentPath();
+        const Host host;
+        raise(0, 0);
+        expect(host.isFlushed(), "the first line written");
+        host.logger->stopThread(); // It waits until the check has ended.
+        expect(QDir::currentPath() == currentPath, "the host's current directory");
+        host.logger->startThread();
+        const QDir threads(QStringLiteral("/proc/self/task"));
+        for (const QString &thread : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            const QString path = QFile::symLinkTarget(threads.filePath(thread) + QStringLiteral("/cwd"));
+            expect(path + QLatin1Char('/') != logDirectory(), "no thread left in the log directory");
+        }
+        raise(0, 1);
+        expect(host.isFlushed() && logNames().filter(QStringLiteral("log-202")).size() == 10, "ten logs");
+        for (const QString &name : qAsConst(kept))
+            expect(QFile::exists(logDirectory() + name), qPrintable(name));
+    });
+    const Tally tally = expectWholeLines();
+    expect(tally.lines[0] == 2 && tally.gaps == 0, "the host's lines");
+    const auto removals = tally.others.filter(QStringLiteral("<Debug:> The file : \"log-2020-"));
+    expect(removals.size() == amount - 9 && tally.others == removals, "each removal told once");
+}
+
+QString diskPath(const char *name = "")
+{
+    return QDir::cleanPath(logDirectory() + QStringLiteral("..")) + QLatin1Char('/') + QLatin1String(name);
+}
+
+// Mounts a disk of one MiB, which only this process sees, under the log directory, or changes it.
+bool mountDisk(unsigned long flags)
+{
+    int status = -1;
+    for (int wait = 0; wait < 500 && status != 0 && (wait == 0 || errno == EBUSY); ++wait) {
+        status = ::mount("tmpfs", QFile::encodeName(diskPath()).constData(), "tmpfs", flags, "size=1m");
+        ::usleep(status == 0 ? 0 : 10000); // Files are closed in their turn.
+    }
+    return status == 0;
+}
+
+void mountPrivateDisk()
+{
+    const bool isRoot = ::geteuid() == 0;
+    QFile map(QStringLiteral("/proc/self/uid_map"));
+    const QByteArray identity = "0 " + QByteArray::number(::getuid()) + " 1";
+    if (!QDir().mkpath(diskPath()) || ::unshare(isRoot ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0
+        || (!isRoot && (!map.open(QIODevice::WriteOnly | QIODevice::Unbuffered) || map.write(identity) < 0))
+        || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 || !mountDisk(0)) {
+        std::puts("SKIPPED: mounting a disk in a private mount namespace is not allowed here");
+        std::fflush(stdout);
+        ::_exit(kSkipped);
+    }
+}
+
+// Takes the disk's space but for `left` bytes.
+bool fillDisk(qint64 left)
+{
+    QFile filler(diskPath("filler"));
+    if (!filler.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered))
+        return false;
+    while (filler.write(QByteArray(4096, 'f')) > 0) { }
+    return filler.resize(qMax(0LL, filler.size() - left));
+}
+
+SCENARIO(fillsTheDisk, 30000)
+{
+    runHost({}, [amount] {
+        constexpr int kAboveBuffers = 20000;
+        mountPrivateDisk();
+        const Host host;
+        raiseAll(0, 10);
+        expect(host.isFlushed() && fillDisk(8192), "a disk all but full");
+        raiseAll(10, 30);
+        raise(0, 30, kAboveBuffers);
+        raiseAll(31, 40);
+        expect(!host.isFlushed(), "a flush that tells of the full disk");
+        expectWholeLines();
+        expect(QFile::remove(diskPath("filler")), "space again");
+        raiseAll(40, 50);
+        expect(host.isFlushed(), "a flush that tells of the space");
+        expectWholeLines(50);
+
+        // More than is kept.
+        expect(fillDisk(0), "a full disk");
+        raiseAll(50, amount);
+        expect(!host.isFlushed() && QFile::remove(diskPath("filler")), "space again");
+        raiseAll(amount, amount + 10);
+        expect(host.isFlushed(), "a flush that tells of the space");
+        const Tally tally = expectWholeLines();
+        expect(tally.next[0] == amount + 10 && tally.gaps == 1, "the newest lines, after one gap");
+        expect(tally.lines[0] > 560, "64 KiB of lines kept");
+
+        // Closed while it is full.
+        expect(fillDisk(2048), "a full disk");
+        raise(0, amount + 10, kAboveBuffers);
+        host.logger->disableOutputFile();
+        expect(!host.isFlushed() && QFile::remove(diskPath("filler")), "space again");
+        host.logger->enableOutputFile();
+        raiseAll(amount + 11, amount + 20);
+        expect(host.isFlushed() && expectWholeLines().next[0] == amount + 20, "a logger that goes on");
+    });
+}
+
+SCENARIO(findsNoPlaceToWrite, 10)
+{
+    runHost({}, [amount] {
+        mountPrivateDisk();
+        const QString directory = logDirectory().chopped(1);
+        const Host host;
+        raiseAll(0, amount);
+        expect(host.isFlushed() && removeLogDirectory(), "a log directory to lose");
+        raiseAll(amount, 2 * amount);
+        expect(host.isFlushed() && !QFile::exists(directory), "lines for a file that is gone");
+        for (const bool isReadOnly : {false, true, false}) {
+            host.logger->clearData();
+            startLogging();
+            raiseAll(0, amount);
+            expect(host.isFlushed(), "lines again");
+            expectWholeLines(amount);
+
+            host.logger->disableOutputFile();
+            expect(host.isFlushed() && removeLogDirectory(), "files closed and removed");
+            expect(isReadOnly ? mountDisk(MS_REMOUNT | MS_RDONLY) : makeFile(directory, 1), "a way to fail");
+            host.logger->enableOutputFile();
+            raiseAll(0, amount);
+            expect(!host.isFlushed(), "a flush in vain");
+            expect(isReadOnly ? mountDisk(MS_REMOUNT) : removeLogDirectory(), "a way to succeed");
+            raiseAll(0, amount);
+            expect(!host.isFlushed() && logNames().isEmpty(), "silence until a clear");
+        }
+    });
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    for (const Scenario &scenario : qAsConst(scenarios())) {
+        if (argc > 1 && QByteArray(argv[1]) == scenario.name) {
+            scenario.run(argc > 2 ? QByteArray(argv[2]).toInt() : scenario.amount);
+            return result.load();
+        }
+    }
+    std::fputs("usage: tst_scenarios NAME [AMOUNT]\n", stderr);
+    return 2;
+}
