@@ -70,11 +70,17 @@ private:
 
 } // namespace
 
+struct ExportLogViewModel::Listing
+{
+    QString folder;
+    QFileInfoList entries;
+};
+
 // What belongs to the rows once they have changed. It takes effect within the change, ahead of every other slot of the
 // list model's signals, so that nobody ever sees rows beside the entries or counters of others.
 struct ExportLogViewModel::RowChange
 {
-    const QFileInfoList *entries = nullptr; // null when they stay
+    const Listing *listing = nullptr; // null when it stays
     int selectedNumber = 0;
     qint64 selectedFileSize = 0;
     int resetsUnderWay = 0;
@@ -132,21 +138,18 @@ CommonListViewModelPointer ExportLogViewModel::fileListViewModel() const
 
 void ExportLogViewModel::setCurrentFolder(const QString &path)
 {
-    // `path` may be m_currentFolder, which a slot called below may change.
-    const QString folder = path; // NOLINT(performance-unnecessary-copy-initialization)
-    kSetCurrentFolder.debug() << "setCurrentFolder " << folder;
-    QDir directory(folder);
+    kSetCurrentFolder.debug() << "setCurrentFolder " << path;
+    QDir directory(path);
     if (!directory.exists())
         return;
 
     directory.setFilter(QDir::Files);
     directory.setNameFilters({QStringLiteral("*.txt"), QStringLiteral("*.log")});
-    const QFileInfoList entries = filesInOrder(directory, m_sortType);
-    m_currentFolder = folder;
-    if (!folder.isEmpty())
-        m_fileSystemWatcher.addPath(folder);
-    rebuildRows(entries);
-    m_currentFolder = folder;
+    const Listing listing = {path, filesInOrder(directory, m_sortType)};
+    m_currentFolder = listing.folder;
+    if (!m_currentFolder.isEmpty())
+        m_fileSystemWatcher.addPath(m_currentFolder);
+    rebuildRows(listing);
     Q_EMIT selectedNumberChangedSignal();
 }
 
@@ -235,8 +238,7 @@ bool ExportLogViewModel::makeFileViewItemInfo(const QFileInfo &info, CommonListI
 
 void ExportLogViewModel::updateFileListView()
 {
-    const QFileInfoList entries = m_fileInfoList;
-    rebuildRows(entries);
+    rebuildRows({m_currentFolder, m_fileInfoList});
 }
 
 bool ExportLogViewModel::setItemSelected(int index)
@@ -285,20 +287,20 @@ template <typename Change> void ExportLogViewModel::changeRows(RowChange &rowCha
 
 // The new entries take the place of the former ones, and the counters start anew, when the former rows are gone and no
 // earlier: whoever is told that the rows are about to go still finds their files.
-void ExportLogViewModel::rebuildRows(const QFileInfoList &entries)
+void ExportLogViewModel::rebuildRows(const Listing &listing)
 {
-    RowChange emptied = {&entries, 0, 0};
+    RowChange emptied = {&listing, 0, 0};
     changeRows(emptied, [this] { m_currentViewModel->clear(); });
 
     CommonListItemData row(nullptr);
     CommonItemDataList rows;
-    rows.reserve(entries.size());
-    QFileInfoList listed = entries;
+    rows.reserve(listing.entries.size());
+    Listing shown = listing;
     qint64 markedFileSize = 0;
-    for (const QFileInfo &info : entries) {
+    for (const QFileInfo &info : listing.entries) {
         row.setData({}); // shares nothing with its last copy, so that filling it does not copy that first
         if (!makeFileViewItemInfo(info, row)) {
-            listed.removeAt(rows.size());
+            shown.entries.removeAt(rows.size());
             continue;
         }
         rows.append(row);
@@ -307,7 +309,7 @@ void ExportLogViewModel::rebuildRows(const QFileInfoList &entries)
     }
     if (rows.isEmpty())
         return;
-    RowChange filled = {&listed, m_isSelectAll ? rows.size() : 0, markedFileSize};
+    RowChange filled = {&shown, m_isSelectAll ? rows.size() : 0, markedFileSize};
     changeRows(filled, [this, &rows] { m_currentViewModel->setListData(rows); });
 }
 
@@ -330,8 +332,10 @@ void ExportLogViewModel::followRowsReset()
         return;
     }
     m_rowChange = nullptr; // what follows within the same call is not ours
-    if (rowChange->entries)
-        m_fileInfoList = *rowChange->entries;
+    if (rowChange->listing) {
+        m_currentFolder = rowChange->listing->folder; // a slot may have listed another one meanwhile
+        m_fileInfoList = rowChange->listing->entries;
+    }
     m_selectedNumber = rowChange->selectedNumber;
     m_selectedFileSize = rowChange->selectedFileSize;
     if (rowChange->isDisturbed)

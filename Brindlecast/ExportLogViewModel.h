@@ -178,9 +178,10 @@ protected Q_SLOTS:
     void onFileSystemFileChanged(const QString &path);
 
 private:
+    struct Listing;
     struct RowChange;
     template <typename Change> void changeRows(RowChange &rowChange, Change change);
-    void rebuildRows(const QFileInfoList &entries);
+    void rebuildRows(const Listing &listing);
     void alignEntries();
     qint64 fileSizeOfRow(int index) const;
     void followRowsAboutToBeReset();

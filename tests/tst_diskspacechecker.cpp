@@ -41,33 +41,35 @@ private Q_SLOTS:
     void sumsTheFilesOfATree()
     {
         const QTemporaryDir folder;
+        const QTemporaryDir elsewhere;
         const QDir root(folder.path());
         QCOMPARE(m_checker.dirFileSize(folder.path()), 0ULL);
         QVERIFY(root.mkpath("sub/deeper"_q) && root.mkdir(".hidden"_q) && root.mkdir("empty"_q));
-        QVERIFY(makeFile(root.filePath("a.log"_q), 100) && makeFile(root.filePath("sub/deeper/b.log"_q), 50));
-        QVERIFY(makeFile(root.filePath(".h"_q), 10) && makeFile(root.filePath(".hidden/c.log"_q), 1000));
+        QVERIFY(makeSparseFile(root.filePath("a.log"_q), 100) && makeSparseFile(root.filePath("sub/deeper/b.log"_q), 50));
+        QVERIFY(makeSparseFile(root.filePath(".h"_q), 10) && makeSparseFile(root.filePath(".hidden/c.log"_q), 1000));
         QCOMPARE(m_checker.dirFileSize(folder.path()), 150ULL);
         QCOMPARE(m_checker.dirFileSize(root.filePath("a.log"_q)), 100ULL);
         QCOMPARE(m_checker.dirFileSize(root.filePath("none"_q)), 0ULL);
 
         QVERIFY(QFile::link(root.path(), root.filePath("sub/loop"_q)) && QFile::link("."_q, root.filePath("self"_q)));
+        QVERIFY(makeSparseFile(elsewhere.filePath("c.log"_q), 9) && QFile::link(elsewhere.path(), root.filePath("out"_q)));
         QVERIFY(QFile::link("nowhere"_q, root.filePath("dangling"_q)));
         QCOMPARE(m_checker.dirFileSize(folder.path()), 150ULL);
         QVERIFY(QFile::link(root.filePath("a.log"_q), root.filePath("sub/link"_q))); // counts as what it leads to
-        QVERIFY(makeFile(root.filePath("sub/big.log"_q), 5LL << 30));
+        QVERIFY(makeSparseFile(root.filePath("sub/big.log"_q), 5LL << 30));
         QCOMPARE(m_checker.dirFileSize(folder.path()), 250ULL + (5ULL << 30));
     }
 
     void survivesVanishingEntries()
     {
         const QTemporaryDir folder;
-        QVERIFY(makeFile(folder.filePath("stays"_q), 7));
+        QVERIFY(makeSparseFile(folder.filePath("stays"_q), 7));
         QPair<quint64, quint64> sizes(5000, 0);
         std::atomic_bool isOver(false);
         std::thread other([&] {
             for (int i = 0; !isOver; ++i) {
                 const QString sub = folder.filePath("d%1"_q.arg(i % 5));
-                QDir().mkpath(sub) && makeFile(sub + "/f"_q, 100) && makeFile(sub + "/g"_q, 100);
+                QDir().mkpath(sub) && makeSparseFile(sub + "/f"_q, 100) && makeSparseFile(sub + "/g"_q, 100);
                 QDir(folder.filePath("d%1"_q.arg((i + 2) % 5))).removeRecursively();
             }
         });

@@ -83,7 +83,7 @@ class tst_DocumentUtils : public QObject
         if (!write(from, texts) || m_utils.copyFileOrDir(from, toDir, toName) != 1 || contents(toDir + toName) != texts)
             return "not copied: "_q + texts;
         const QString byExtension = toDir + "x."_q + ext;
-        if (!makeFile(byExtension) || m_utils.removeSpecifiedExtFilesInDir(toDir, "none"_q)
+        if (!makeSparseFile(byExtension) || m_utils.removeSpecifiedExtFilesInDir(toDir, "none"_q)
             || !QFile::exists(byExtension))
             return "removed what was not named: "_q + texts;
         const bool isFound = m_utils.findFirstFileWithSpecifiedExt(toDir, ext).startsWith(toDir);
@@ -194,10 +194,10 @@ private Q_SLOTS:
         const RepeatedHour repeatedHour;
         QVERIFY(QDir().mkpath(path("from/sub.log/deep"_q)) && write(path("from/sub.log/deep/b"_q), "b"_q));
         for (const QString &name : {"from/.hidden.log"_q, "from/a.logs"_q})
-            QVERIFY(makeFile(path(name)));
-        QVERIFY(makeFile(path("from/a.log"_q), 0, RepeatedHour::at(-10)));
+            QVERIFY(makeSparseFile(path(name)));
+        QVERIFY(makeSparseFile(path("from/a.log"_q), 0, RepeatedHour::at(-10)));
         for (const QString &name : {"from/c.log"_q, "from/b.LOG"_q})
-            QVERIFY(makeFile(path(name), 0, RepeatedHour::at(10)));
+            QVERIFY(makeSparseFile(path(name), 0, RepeatedHour::at(10)));
         QCOMPARE(m_utils.findFirstFileWithSpecifiedExt(path("from"_q), "log"_q), path("from/b.LOG"_q));
         QVERIFY(m_utils.findFirstFileWithSpecifiedExt(path("from"_q), "lo"_q).isEmpty());
         QVERIFY(m_utils.findFirstFileWithSpecifiedExt(path("from/a.log"_q), "log"_q).isEmpty());

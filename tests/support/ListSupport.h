@@ -15,7 +15,7 @@ inline QString operator""_q(const char *text, std::size_t size)
 }
 
 /** Makes a file of `size` bytes, which take no room on the disk, last changed at `time`. */
-inline bool makeFile(const QString &path, qint64 size = 0, const QDateTime &time = {})
+inline bool makeSparseFile(const QString &path, qint64 size = 0, const QDateTime &time = {})
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.resize(size)
