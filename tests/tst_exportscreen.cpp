@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+// Runs tst_exportscreen.qml against the screen of the export example.
+
+#include <ScreenTypes.h>
+
+#include <Brindlecast/QtDebugLogger.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QObject>
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QTemporaryDir>
+#include <QtQuickTest>
+
+#include <memory>
+#include <vector>
+
+#include <sched.h>
+#include <sys/mount.h>
+
+namespace {
+
+/** What the tests do to folders and disks behind the screen's back. */
+class Disk : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QString logDirectory MEMBER m_logDirectory CONSTANT)
+
+public:
+    /** Whether this process has mounts of its own, so that the machine keeps nothing of them. */
+    bool canMount = false;
+
+    ~Disk() override
+    {
+        for (auto mounted = m_mounted.rbegin(); mounted != m_mounted.rend(); ++mounted)
+            ::umount2(mounted->constData(), MNT_DETACH);
+    }
+
+    Q_INVOKABLE QString makeFolder()
+    {
+        m_folders.push_back(std::make_unique<QTemporaryDir>());
+        return m_folders.back()->path();
+    }
+    Q_INVOKABLE bool remove(const QString &path)
+    {
+        return QFileInfo(path).isDir() ? QDir(path).removeRecursively() : QFile::remove(path);
+    }
+    Q_INVOKABLE bool makePath(const QString &path) { return QDir().mkpath(path); }
+    /** Writes a file of `size` bytes, last changed `minutes` minutes after a certain time. */
+    Q_INVOKABLE bool write(const QString &path, int size, int minutes)
+    {
+        QFile file(path);
+        return file.open(QIODevice::WriteOnly) && file.write(QByteArray(size, 'x')) == size && file.flush()
+            && file.setFileTime(QDateTime({2026, 11, 16}, {8, 0}).addSecs(qint64(minutes) * 60),
+                                QFileDevice::FileModificationTime);
+    }
+    Q_INVOKABLE QStringList list(const QString &path)
+    {
+        return QDir(path).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    }
+    Q_INVOKABLE QString content(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
+    /** Puts an empty disk on a folder, with the mount options of a tmpfs. False where that is not allowed. */
+    Q_INVOKABLE bool mountDisk(const QString &options, const QString &path)
+    {
+        const QByteArray target = QFile::encodeName(path);
+        if (!canMount || ::mount("tmpfs", target.constData(), "tmpfs", 0, options.toLatin1().constData()) != 0)
+            return false;
+        m_mounted.push_back(target);
+        return true;
+    }
+    Q_INVOKABLE bool protectDisk(const QString &path)
+    {
+        return ::mount(nullptr, QFile::encodeName(path).constData(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+    }
+    Q_INVOKABLE void log(const QString &text, int times)
+    {
+        for (int i = 0; i < times; ++i)
+            qInfo() << text;
+    }
+    Q_INVOKABLE bool flushLog() { return QtDebugLogger::getInstance()->flush(5000); }
+
+private:
+    const QString m_logDirectory = QStringLiteral(BRINDLECAST_LOG_ROOT "ftp/log/");
+    std::vector<std::unique_ptr<QTemporaryDir>> m_folders;
+    std::vector<QByteArray> m_mounted;
+};
+
+class Setup : public QObject
+{
+    Q_OBJECT
+
+public:
+    Disk disk;
+
+public Q_SLOTS:
+    void applicationAvailable()
+    {
+        setUpScreen();
+        QtDebugLogger::getInstance()->setLogCategoryEnabled(true, 1);
+    }
+    void qmlEngineAvailable(QQmlEngine *engine)
+    {
+        engine->rootContext()->setContextProperty(QStringLiteral("disk"), &disk);
+    }
+};
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // Before any thread exists: only threads started later share the mounts.
+    const bool ownMounts
+        = ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    Setup setup;
+    setup.disk.canMount = ownMounts;
+    return quick_test_main_with_setup(argc, argv, "tst_exportscreen", QUICK_TEST_SOURCE_DIR, &setup);
+}
+
+#include "tst_exportscreen.moc"
