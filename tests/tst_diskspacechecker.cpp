@@ -45,14 +45,16 @@ private Q_SLOTS:
         const QDir root(folder.path());
         QCOMPARE(m_checker.dirFileSize(folder.path()), 0ULL);
         QVERIFY(root.mkpath("sub/deeper"_q) && root.mkdir(".hidden"_q) && root.mkdir("empty"_q));
-        QVERIFY(makeSparseFile(root.filePath("a.log"_q), 100) && makeSparseFile(root.filePath("sub/deeper/b.log"_q), 50));
+        QVERIFY(makeSparseFile(root.filePath("a.log"_q), 100)
+                && makeSparseFile(root.filePath("sub/deeper/b.log"_q), 50));
         QVERIFY(makeSparseFile(root.filePath(".h"_q), 10) && makeSparseFile(root.filePath(".hidden/c.log"_q), 1000));
         QCOMPARE(m_checker.dirFileSize(folder.path()), 150ULL);
         QCOMPARE(m_checker.dirFileSize(root.filePath("a.log"_q)), 100ULL);
         QCOMPARE(m_checker.dirFileSize(root.filePath("none"_q)), 0ULL);
 
         QVERIFY(QFile::link(root.path(), root.filePath("sub/loop"_q)) && QFile::link("."_q, root.filePath("self"_q)));
-        QVERIFY(makeSparseFile(elsewhere.filePath("c.log"_q), 9) && QFile::link(elsewhere.path(), root.filePath("out"_q)));
+        QVERIFY(makeSparseFile(elsewhere.filePath("c.log"_q), 9)
+                && QFile::link(elsewhere.path(), root.filePath("out"_q)));
         QVERIFY(QFile::link("nowhere"_q, root.filePath("dangling"_q)));
         QCOMPARE(m_checker.dirFileSize(folder.path()), 150ULL);
         QVERIFY(QFile::link(root.filePath("a.log"_q), root.filePath("sub/link"_q))); // counts as what it leads to

@@ -98,7 +98,8 @@ private Q_SLOTS:
 
     void listsTheLogsOfAFolder()
     {
-        QVERIFY(makeSparseFile(path("d.csv"_q)) && makeSparseFile(path(".hidden.log"_q)) && makeSparseFile(path("E.LOG"_q)));
+        QVERIFY(makeSparseFile(path("d.csv"_q)) && makeSparseFile(path(".hidden.log"_q))
+                && makeSparseFile(path("E.LOG"_q)));
         QVERIFY(QDir(m_folder->path()).mkdir("x.log"_q) && QFile::link(path("b.log"_q), path("l.log"_q)));
         const TextRecorder recorder;
         WatchedModel model(m_folder->path());
