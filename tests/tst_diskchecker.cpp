@@ -76,7 +76,8 @@ private Q_SLOTS:
         constexpr qint64 kMidnight = 1792886400; // 2026-10-25
         QStringList names = {QStringLiteral("older.log"), QStringLiteral("newer.log")};
         QVERIFY(makeFile(m_path + names[0], kMidnight + 50 * 60) && makeFile(m_path + names[1], kMidnight + 70 * 60));
-        for (const QChar letter : QStringLiteral("KaBcDeFgHi"))
+        const QString letters = QStringLiteral("KaBcDeFgHi");
+        for (const QChar letter : letters)
             QVERIFY(makeFile(m_path + letter + QStringLiteral(".log"), kMidnight + 86400));
         names.append(QDir(m_path).entryList(QDir::Files, QDir::Time).at(9));
         const QStringList messages = messagesOf([this] {
@@ -100,7 +101,8 @@ private Q_SLOTS:
         guard.appendFileFilter(QStringLiteral("*.txt"));
         QVERIFY(guard.checkDisk());
         QCOMPARE(logNames(m_path).filter(QStringLiteral("2020")).size(), 11);
-        for (const QString &name : foreign + names.mid(2))
+        const QStringList kept = foreign + names.mid(2);
+        for (const QString &name : kept)
             QVERIFY2(QFile::exists(m_path + name), qPrintable(name));
     }
 

@@ -173,7 +173,8 @@ private Q_SLOTS:
             QVERIFY(m_utils.findFirstFileWithSpecifiedExt(text, "log"_q).isEmpty());
             refused += 3 * 2 + 2;
         }
-        for (const QChar character : "/*?[] \t\n$`'\"\\;&|<>(){}~#!^\u00a0\u2028\0"_q) {
+        const QString unfit = "/*?[] \t\n$`'\"\\;&|<>(){}~#!^\u00a0\u2028\0"_q;
+        for (const QChar character : unfit) {
             QVERIFY(!m_utils.removeSpecifiedExtFilesInDir("."_q, "l"_q + character));
             QVERIFY(m_utils.findFirstFileWithSpecifiedExt("."_q, character + "log"_q).isEmpty());
             refused += 2;

@@ -38,6 +38,8 @@ void append(const char *line, unsigned long category = 1)
 // The requests that the logger sends during its life.
 class Requests : public QSignalSpy
 {
+    Q_OBJECT
+
 public:
     Requests()
         : QSignalSpy(logger(), &QtDebugLogger::handleIOSignal)

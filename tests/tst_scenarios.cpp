@@ -197,8 +197,13 @@ qint64 residentMemory()
 
 struct LateMessage
 {
-    const char *text;
+    explicit LateMessage(const char *what)
+        : text(what)
+    {
+    }
     ~LateMessage() { qWarning("late: %s", text); }
+    Q_DISABLE_COPY(LateMessage)
+    const char *const text;
 };
 
 struct Scenario
@@ -451,7 +456,8 @@ SCENARIO(isControlledAtRandom, 3)
         expect(host.isFlushed(), "a logger that goes on");
         const QStringList others = expectWholeLines().others;
         expect(others.value(others.size() - 1) == QLatin1String("<Debug:> the last line"), "the last line");
-        for (const QString &other : others.mid(0, others.size() - 1))
+        const QStringList earlier = others.mid(0, others.size() - 1);
+        for (const QString &other : earlier)
             expect(other.startsWith(QLatin1String("<Debug:> The file :")), qPrintable(other));
     });
 }
@@ -538,7 +544,8 @@ SCENARIO(thinsTheLogDirectory, 25)
         expect(QDir::currentPath() == currentPath, "the host's current directory");
         host.logger->startThread();
         const QDir threads(QStringLiteral("/proc/self/task"));
-        for (const QString &thread : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        const QStringList ids = threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        for (const QString &thread : ids) {
             const QString path = QFile::symLinkTarget(threads.filePath(thread) + QStringLiteral("/cwd"));
             expect(path + QLatin1Char('/') != logDirectory(), "no thread left in the log directory");
         }
