@@ -36,7 +36,7 @@ public:
      * Starts the thread; false when the system has none to give. Without an application object the thread waits for
      * one, since Qt drops events until there is one.
      */
-    bool begin();
+    bool begin(PostingGate &gate);
 
     /**
      * Ends the thread and waits for that. The request in hand is finished, unless that takes longer than two seconds;

@@ -125,7 +125,7 @@ void QtDebugLogger::startThread()
     if (m_bRunning || !isAlive.load())
         return;
     m_bRunning = true;
-    m_bRunning = writerThread()->begin();
+    m_bRunning = writerThread()->begin(postingGate);
 }
 
 void QtDebugLogger::stopThread()
