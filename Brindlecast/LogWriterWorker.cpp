@@ -106,6 +106,13 @@ void LogWriterWorker::take(const FileIOObjectPointer &requestOrClear)
         handle(requestOrClear);
 }
 
+void LogWriterWorker::discardFiles()
+{
+    m_isDiscardingFiles = true;
+    // What was cut off was not written.
+    m_isLastRequestWritten.store(false, std::memory_order_relaxed);
+}
+
 void LogWriterWorker::workOffSetAside()
 {
     if (m_isDiscardingFiles) {
@@ -152,9 +159,6 @@ void LogWriterWorker::carryOut(const FileIOObjectPointer &requestOrClear)
 
 void LogWriterWorker::writeRequest(const FileIOObject &request)
 {
-    // What is cut off was not written.
-    m_isLastRequestWritten.store(false, std::memory_order_relaxed);
-
     FileIOObjectPointer entry = m_ioMap.value(request.category);
     if (entry.isNull()) {
         entry = FileIOObjectPointer(new FileIOObject(nullptr));

@@ -82,7 +82,7 @@ private:
     bool isLastRequestWritten() const { return m_isLastRequestWritten.load(std::memory_order_relaxed); }
 
     // While the writer thread is parked or has ended:
-    void discardFiles() { m_isDiscardingFiles = true; }
+    void discardFiles();
 
     // The writer thread:
     void take(const FileIOObjectPointer &requestOrClear);

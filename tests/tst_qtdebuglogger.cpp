@@ -256,6 +256,11 @@ private Q_SLOTS:
     void flushesForManyThreads()
     {
         std::atomic<int> missing{0};
+        std::atomic<bool> isOver{false};
+        std::thread others([&isOver] {
+            for (; !isOver.load(); QThread::usleep(20))
+                append("another's");
+        });
         std::vector<std::thread> threads;
         for (int thread = 0; thread < 4; ++thread) {
             threads.emplace_back([thread, &missing] {
@@ -268,6 +273,8 @@ private Q_SLOTS:
         }
         for (std::thread &thread : threads)
             thread.join();
+        isOver.store(true);
+        others.join();
         QCOMPARE(missing.load(), 0);
     }
 
