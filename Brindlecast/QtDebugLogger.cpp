@@ -14,6 +14,7 @@
 #include <QDeadlineTimer>
 
 #include <cstdio>
+#include <new>
 
 #include <pthread.h>
 
@@ -80,8 +81,8 @@ QtDebugLogger::~QtDebugLogger()
 {
     if (!isAlive.load()) {
         // A forked child: the thread object would wait for a thread that is not there.
-        static const auto *const keptThread = new QSharedPointer<QThread>(m_logWriterThread);
-        static const auto *const keptWorker = new LogWriterWorkerPointer(m_writerWorker);
+        static const auto *const keptThread = new (std::nothrow) QSharedPointer<QThread>(m_logWriterThread);
+        static const auto *const keptWorker = new (std::nothrow) LogWriterWorkerPointer(m_writerWorker);
         Q_UNUSED(keptThread)
         Q_UNUSED(keptWorker)
         return;

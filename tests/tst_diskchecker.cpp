@@ -75,7 +75,7 @@ private Q_SLOTS:
         ::tzset();
         constexpr qint64 kMidnight = 1792886400; // 2026-10-25
         QStringList names = {QStringLiteral("older.log"), QStringLiteral("newer.log")};
-        QVERIFY(makeFile(m_path + names[0], kMidnight + 50 * 60) && makeFile(m_path + names[1], kMidnight + 70 * 60));
+        QVERIFY(makeFile(m_path + names[0], kMidnight + 3000) && makeFile(m_path + names[1], kMidnight + 4200));
         const QString letters = QStringLiteral("KaBcDeFgHi");
         for (const QChar letter : letters)
             QVERIFY(makeFile(m_path + letter + QStringLiteral(".log"), kMidnight + 86400));

@@ -38,6 +38,7 @@ QString quoted(const QString &text)
 // A file name of one to `length` pieces that all mean something to a shell, or to nobody.
 QString hostileName(std::mt19937 &random, std::size_t length)
 {
+    // NOLINTNEXTLINE(misc-misleading-bidirectional): a name may hold such characters
     static const QStringList pieces = "$(touch PWNED) `touch PWNED` ;touch\tPWNED; |touch\tPWNED >PWNED &&rm\t-rf\t* "
                                       "$HOME ${IFS} ~ * ? [a-z] {a,b} "
                                       "' \" \\ $ ` ! # & ; ( ) < > | ^ = % - -- -rf --help . .. , : @ + a B 7 .log "

@@ -262,6 +262,7 @@ private Q_SLOTS:
                 append("another's");
         });
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (int thread = 0; thread < 4; ++thread) {
             threads.emplace_back([thread, &missing] {
                 for (int round = 0; round < 20; ++round) {

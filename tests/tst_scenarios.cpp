@@ -52,6 +52,7 @@ bool isLogFile(int descriptor)
 } // namespace
 
 // In the place of the C library's, and like that one a point where a thread can be cancelled.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
 extern "C" Q_DECL_EXPORT ssize_t write(int descriptor, const void *bytes, size_t size)
 {
     using Write = ssize_t (*)(int, const void *, size_t);
@@ -403,6 +404,7 @@ SCENARIO(logsFirstFromManyThreads, 30)
             const Host host;
             std::atomic<int> ready{0};
             std::vector<std::thread> threads;
+            threads.reserve(8);
             for (int source = 0; source < 8; ++source) {
                 threads.emplace_back([source, &ready] {
                     for (++ready; ready.load() < 8;) { }
