@@ -47,7 +47,8 @@ public:
     }
     Q_INVOKABLE bool remove(const QString &path)
     {
-        return QFileInfo(path).isDir() ? QDir(path).removeRecursively() : QFile::remove(path);
+        const bool isRemoved = QFileInfo(path).isDir() ? QDir(path).removeRecursively() : QFile::remove(path);
+        return isRemoved || !QFileInfo::exists(path);
     }
     Q_INVOKABLE bool makePath(const QString &path) { return QDir().mkpath(path); }
     /** Writes a file of `size` bytes, last changed `minutes` minutes after a certain time. */
