@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Brindlecast developers
 // SPDX-License-Identifier: MIT
 
-#include "support/ListSupport.h"
+#include "support/TestSupport.h"
 
 #include <Brindlecast/CommonListItemData.h>
 

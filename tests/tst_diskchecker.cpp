@@ -20,7 +20,7 @@ public:
     {
         setDir(directory);
         setNeededSpace(neededSpace);
-        appendFileFilter(QStringLiteral("*.log"));
+        appendFileFilter("*.log"_q);
     }
     using DiskChecker::isDiskFull;
     using DiskChecker::removeOldestFile;
@@ -36,71 +36,64 @@ private Q_SLOTS:
     {
         m_directory.reset(new QTemporaryDir);
         QVERIFY2(m_directory->isValid(), qPrintable(m_directory->errorString()));
-        m_path = QFileInfo(m_directory->path()).canonicalFilePath() + QLatin1Char('/');
+        m_path = QFileInfo(m_directory->path()).canonicalFilePath() + "/"_q;
     }
 
-    void cleanup() { QVERIFY(QDir::setCurrent(QStringLiteral("/"))); }
+    void cleanup() { QVERIFY(QDir::setCurrent("/"_q)); }
 
     void keepsTheTenNewest()
     {
         for (const int count : {10, 11, 15, 60}) {
             const QStringList names = makeLogs(count, m_path);
             Guard guard(m_path);
-            QCOMPARE(messagesOf([&guard] { QVERIFY(guard.checkDisk()); }), removalsOf(names.mid(0, count - 10)));
+            const Recorder recorder;
+            QVERIFY(guard.checkDisk());
+            QCOMPARE(Recorder::messages(), removalsOf(names.mid(0, count - 10)));
             QCOMPARE(logNames(m_path), names.mid(count - 10));
-            QCOMPARE(QDir::currentPath() + QLatin1Char('/'), m_path);
+            QCOMPARE(QDir::currentPath() + "/"_q, m_path);
             QVERIFY(!guard.updateFolder() && !guard.removeOldestFile());
-            QVERIFY(makeFile(m_path + QStringLiteral("x.log"), 1) && guard.updateFolder());
+            QVERIFY(makeFile(m_path + "x.log"_q, 0, longAgo()) && guard.updateFolder());
         }
     }
 
     void neverRemovesTheCurrentFile()
     {
-        const QString spellings[] = {QStringLiteral("%1%2"), QStringLiteral("%1./%2")};
-        for (const QString &spelling : spellings) {
+        for (const bool isSpelledOtherwise : {false, true}) {
             const QStringList names = makeLogs(15, m_path);
             Guard guard(m_path);
-            guard.setCurrentLogFile(spelling.arg(m_path, names.at(2)));
+            guard.setCurrentLogFile(m_path + (isSpelledOtherwise ? "./"_q : QString()) + names.at(2));
             QVERIFY(guard.checkDisk() && !guard.updateFolder());
-            QCOMPARE(logNames(m_path).size(), spelling == spellings[0] ? 11 : 10);
-            QCOMPARE(logNames(m_path).contains(names.at(2)), spelling == spellings[0]);
+            QCOMPARE(logNames(m_path).size(), isSpelledOtherwise ? 10 : 11);
+            QCOMPARE(logNames(m_path).contains(names.at(2)), !isSpelledOtherwise);
         }
     }
 
     void ordersByTheTrueInstantThenByName()
     {
-        // Central Europe: 00:50 UTC reads 02:50 on the clock, 01:10 UTC reads 02:10.
-        const QByteArray formerZone = qgetenv("TZ");
-        qputenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
-        ::tzset();
-        constexpr qint64 kMidnight = 1792886400; // 2026-10-25
-        QStringList names = {QStringLiteral("older.log"), QStringLiteral("newer.log")};
-        QVERIFY(makeFile(m_path + names[0], kMidnight + 3000) && makeFile(m_path + names[1], kMidnight + 4200));
-        const QString letters = QStringLiteral("KaBcDeFgHi");
-        for (const QChar letter : letters)
-            QVERIFY(makeFile(m_path + letter + QStringLiteral(".log"), kMidnight + 86400));
+        const RepeatedHour repeatedHour;
+        QStringList names = {"older.log"_q, "newer.log"_q};
+        QVERIFY(makeFile(m_path + names[0], 0, RepeatedHour::at(-10)));
+        QVERIFY(makeFile(m_path + names[1], 0, RepeatedHour::at(10)));
+        for (const QChar letter : "KaBcDeFgHi"_q)
+            QVERIFY(makeFile(m_path + letter + ".log"_q, 0, RepeatedHour::at(1000)));
         names.append(QDir(m_path).entryList(QDir::Files, QDir::Time).at(9));
-        const QStringList messages = messagesOf([this] {
-            QVERIFY(Guard(m_path).updateFolder());
-            QVERIFY(makeFile(m_path + QStringLiteral("x.log"), kMidnight + 86401) && Guard(m_path).updateFolder());
-        });
-        formerZone.isEmpty() ? qunsetenv("TZ") : qputenv("TZ", formerZone);
-        ::tzset();
-        QCOMPARE(messages, removalsOf(names));
+        const Recorder recorder;
+        QVERIFY(Guard(m_path).updateFolder());
+        QVERIFY(makeFile(m_path + "x.log"_q, 0, RepeatedHour::at(1001)) && Guard(m_path).updateFolder());
+        QCOMPARE(Recorder::messages(), removalsOf(names));
     }
 
     void removesNothingInAForeignNamesStead()
     {
         const QStringList names = makeLogs(12, m_path);
-        const QStringList foreign
-            = {QStringLiteral("UPPER.LOG"), QStringLiteral("log-2020-01-01_00-00-11.old.log"), QStringLiteral(".log"),
-               QStringLiteral("log-2020-01-01_00-00-10.txt"), QStringLiteral("folder.log/file")};
+        const QStringList foreign = {"UPPER.LOG"_q, "log-2020-01-01_00-00-11.old.log"_q, ".log"_q,
+                                     "log-2020-01-01_00-00-10.txt"_q, "folder.log/file"_q};
         for (const QString &name : foreign)
-            QVERIFY(makeFile(m_path + name, 1000000000));
+            QVERIFY(makeFile(m_path + name, 0, longAgo()));
         Guard guard(m_path);
-        guard.appendFileFilter(QStringLiteral("*.txt"));
+        guard.appendFileFilter("*.txt"_q);
         QVERIFY(guard.checkDisk());
-        QCOMPARE(logNames(m_path).filter(QStringLiteral("2020")).size(), 11);
+        QCOMPARE(logNames(m_path).filter("2020"_q).size(), 11);
         const QStringList kept = foreign + names.mid(2);
         for (const QString &name : kept)
             QVERIFY2(QFile::exists(m_path + name), qPrintable(name));
@@ -108,25 +101,21 @@ private Q_SLOTS:
 
     void removesNothingWithoutADirectory()
     {
-        const QStringList messages = messagesOf([this] {
-            QVERIFY(Guard(m_path).checkDisk());
-            QVERIFY(makeFile(m_path + QStringLiteral("note.txt"), 1) && Guard(m_path).checkDisk());
-            QCOMPARE(makeLogs(15, m_path).size(), 15);
-            QVERIFY(!Guard(QString()).checkDisk() && !Guard(QStringLiteral("/no/")).checkDisk());
-        });
+        const Recorder recorder;
+        QVERIFY(Guard(m_path).checkDisk());
+        QVERIFY(makeFile(m_path + "note.txt"_q) && Guard(m_path).checkDisk());
+        QCOMPARE(makeLogs(15, m_path).size(), 15);
+        QVERIFY(!Guard(QString()).checkDisk() && !Guard("/no/"_q).checkDisk());
         QCOMPARE(logNames(m_path).size(), 15);
-        const QString place = QStringLiteral("0|Brindlecast/DiskChecker.cpp|");
-        const QString full
-            = place + QStringLiteral("58|bool DiskChecker::isDiskFull(quint64)|Dictionary path is invalid  ");
-        QCOMPARE(messages,
-                 (QStringList{place + QStringLiteral("95|void DiskChecker::listDir()|Dictionary is Empty!"),
-                              full + QStringLiteral("\"\""), full + QStringLiteral("\"/no/\"")}));
+        const QString full = "58 bool DiskChecker::isDiskFull(quint64): Dictionary path is invalid  "_q;
+        const QStringList expected
+            = {"95 void DiskChecker::listDir(): Dictionary is Empty!"_q, full + "\"\""_q, full + "\"/no/\""_q};
+        QCOMPARE(Recorder::messages().join("\n"_q).remove("0 Brindlecast/DiskChecker.cpp:"_q), expected.join("\n"_q));
     }
 
     void judgesFreeSpace()
     {
-        const QString empty
-            = QStringLiteral("/proc/"); // Nothing can be stored there, so its free space is known: none.
+        const QString empty = "/proc/"_q; // Nothing can be stored there, so its free space is known: none.
         QVERIFY(Guard(empty, 0).checkDisk() && !Guard(empty).isDiskFull(0));
         QVERIFY(!Guard(empty, 1).checkDisk() && Guard(empty).isDiskFull(1));
         QVERIFY(!Guard(m_path).isDiskFull(1) && !Guard(m_path, std::numeric_limits<qint64>::max()).checkDisk());
@@ -136,9 +125,11 @@ private Q_SLOTS:
 private:
     static QStringList removalsOf(QStringList names)
     {
-        const auto place = QStringLiteral("0|Brindlecast/DiskChecker.cpp|128|bool DiskChecker::removeOldestFile()|");
-        return names.replaceInStrings(QRegularExpression(QStringLiteral("(.+)")),
-                                      place + QStringLiteral("The file : \"\\1\" is removed"));
+        for (QString &name : names)
+            name
+                = "0 Brindlecast/DiskChecker.cpp:128 bool DiskChecker::removeOldestFile(): The file : \"%1\" is removed"_q
+                      .arg(name);
+        return names;
     }
 
     QScopedPointer<QTemporaryDir> m_directory;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Brindlecast developers
 // SPDX-License-Identifier: MIT
 
-#include "support/ListSupport.h"
+#include "support/TestSupport.h"
 
 #include <Brindlecast/DiskSpaceChecker.h>
 
@@ -19,20 +19,20 @@ class tst_DiskSpaceChecker : public QObject
 private Q_SLOTS:
     void tellsTheRoomOfAVolume()
     {
-        const TextRecorder recorder;
+        const Recorder recorder;
         QCOMPARE(m_checker.getFreeDisk("/no/such/path"_q), -1);
         QCOMPARE(m_checker.getFreeDisk(QString()), -1);
-        QCOMPARE(TextRecorder::texts(), QStringList());
+        QCOMPARE(Recorder::messages(), QStringList());
 
         const QStorageInfo volume("/proc"_q); // nothing on it changes meanwhile
         QCOMPARE(m_checker.getFreeDisk("/proc"_q), volume.bytesAvailable());
-        TextRecorder::texts().clear();
+        Recorder::messages().clear();
         const qint64 available = m_checker.getFreeDisk(QDir::tempPath());
         const QStorageInfo disk(QDir::tempPath());
         QVERIFY(qAbs(available - disk.bytesAvailable()) < 1000000000);
         const QString site
-            = "Brindlecast/DiskSpaceChecker.cpp:%1 qint64 DiskSpaceChecker::getFreeDisk(const QString&): "_q;
-        QCOMPARE(TextRecorder::texts(),
+            = "0 Brindlecast/DiskSpaceChecker.cpp:%1 qint64 DiskSpaceChecker::getFreeDisk(const QString&): "_q;
+        QCOMPARE(Recorder::messages(),
                  QStringList({site.arg(45) + "disk name:  \"%1\""_q.arg(disk.name()),
                               site.arg(46) + "disk size:  %1 MB"_q.arg(disk.bytesTotal() / 1000000),
                               site.arg(48) + "availableSize:  %1 MB"_q.arg(available / 1000000)}));
@@ -45,33 +45,31 @@ private Q_SLOTS:
         const QDir root(folder.path());
         QCOMPARE(m_checker.dirFileSize(folder.path()), 0ULL);
         QVERIFY(root.mkpath("sub/deeper"_q) && root.mkdir(".hidden"_q) && root.mkdir("empty"_q));
-        QVERIFY(makeSparseFile(root.filePath("a.log"_q), 100)
-                && makeSparseFile(root.filePath("sub/deeper/b.log"_q), 50));
-        QVERIFY(makeSparseFile(root.filePath(".h"_q), 10) && makeSparseFile(root.filePath(".hidden/c.log"_q), 1000));
+        QVERIFY(makeFile(root.filePath("a.log"_q), 100) && makeFile(root.filePath("sub/deeper/b.log"_q), 50));
+        QVERIFY(makeFile(root.filePath(".h"_q), 10) && makeFile(root.filePath(".hidden/c.log"_q), 1000));
         QCOMPARE(m_checker.dirFileSize(folder.path()), 150ULL);
         QCOMPARE(m_checker.dirFileSize(root.filePath("a.log"_q)), 100ULL);
         QCOMPARE(m_checker.dirFileSize(root.filePath("none"_q)), 0ULL);
 
         QVERIFY(QFile::link(root.path(), root.filePath("sub/loop"_q)) && QFile::link("."_q, root.filePath("self"_q)));
-        QVERIFY(makeSparseFile(elsewhere.filePath("c.log"_q), 9)
-                && QFile::link(elsewhere.path(), root.filePath("out"_q)));
+        QVERIFY(makeFile(elsewhere.filePath("c.log"_q), 9) && QFile::link(elsewhere.path(), root.filePath("out"_q)));
         QVERIFY(QFile::link("nowhere"_q, root.filePath("dangling"_q)));
         QCOMPARE(m_checker.dirFileSize(folder.path()), 150ULL);
         QVERIFY(QFile::link(root.filePath("a.log"_q), root.filePath("sub/link"_q))); // counts as what it leads to
-        QVERIFY(makeSparseFile(root.filePath("sub/big.log"_q), 5LL << 30));
+        QVERIFY(makeFile(root.filePath("sub/big.log"_q), 5LL << 30));
         QCOMPARE(m_checker.dirFileSize(folder.path()), 250ULL + (5ULL << 30));
     }
 
     void survivesVanishingEntries()
     {
         const QTemporaryDir folder;
-        QVERIFY(makeSparseFile(folder.filePath("stays"_q), 7));
+        QVERIFY(makeFile(folder.filePath("stays"_q), 7));
         QPair<quint64, quint64> sizes(5000, 0);
         std::atomic_bool isOver(false);
         std::thread other([&] {
             for (int i = 0; !isOver; ++i) {
                 const QString sub = folder.filePath("d%1"_q.arg(i % 5));
-                QDir().mkpath(sub) && makeSparseFile(sub + "/f"_q, 100) && makeSparseFile(sub + "/g"_q, 100);
+                QDir().mkpath(sub) && makeFile(sub + "/f"_q, 100) && makeFile(sub + "/g"_q, 100);
                 QDir(folder.filePath("d%1"_q.arg((i + 2) % 5))).removeRecursively();
             }
         });

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Brindlecast developers
 // SPDX-License-Identifier: MIT
 
-#include "support/ListSupport.h"
+#include "support/TestSupport.h"
 
 #include <Brindlecast/DocumentUtils.h>
 
@@ -84,7 +84,7 @@ class tst_DocumentUtils : public QObject
         if (!write(from, texts) || m_utils.copyFileOrDir(from, toDir, toName) != 1 || contents(toDir + toName) != texts)
             return "not copied: "_q + texts;
         const QString byExtension = toDir + "x."_q + ext;
-        if (!makeSparseFile(byExtension) || m_utils.removeSpecifiedExtFilesInDir(toDir, "none"_q)
+        if (!makeFile(byExtension) || m_utils.removeSpecifiedExtFilesInDir(toDir, "none"_q)
             || !QFile::exists(byExtension))
             return "removed what was not named: "_q + texts;
         const bool isFound = m_utils.findFirstFileWithSpecifiedExt(toDir, ext).startsWith(toDir);
@@ -118,7 +118,7 @@ private Q_SLOTS:
     void runsTheseCommands()
     {
         QVERIFY(QDir().mkdir("there"_q));
-        const QString site = "Brindlecast/DocumentUtils.cpp:%1 "
+        const QString site = "0 Brindlecast/DocumentUtils.cpp:%1 "
                              "int DocumentUtils::copyFileOrDir(const QString&, const QString&, const QString&): "_q;
         // From, to folder and name, and the command; "there" exists.
         const QStringList cases = {
@@ -143,18 +143,18 @@ private Q_SLOTS:
             messages.append(site.arg(37) + quoted(part.at(3)));
             for (const int status : {0, 3}) {
                 QVERIFY(fakeCommands(status));
-                const TextRecorder recorder;
+                const Recorder recorder;
                 QCOMPARE(m_utils.copyFileOrDir(part.at(0), part.at(1), part.at(2)), status == 0 ? 1 : 0);
                 QCOMPARE(contents(path("commands"_q)), seen);
                 if (status != 0)
                     messages.append(
                         {site.arg(43) + "Illegal character in filename"_q, site.arg(44) + "system return: 768 3"_q});
-                QCOMPARE(TextRecorder::texts(), messages);
+                QCOMPARE(Recorder::messages(), messages);
             }
         }
-        const TextRecorder recorder;
+        const Recorder recorder;
         QCOMPARE(m_utils.copyFileOrDir(QString(), "/no/usb/"_q, QString()), 0);
-        QCOMPARE(TextRecorder::texts().value(1), site.arg(14) + "no source file exist to copy \"\""_q);
+        QCOMPARE(Recorder::messages().value(1), site.arg(14) + "no source file exist to copy \"\""_q);
         QVERIFY(m_utils.removeSpecifiedExtFilesInDir(path(QString()), "log"_q)); // true says that the command failed
         QVERIFY(QDir().rename("there"_q, "-x y"_q));
         QVERIFY(m_utils.removeSpecifiedExtFilesInDir("-x y/"_q, "журнал"_q) && QDir().rmdir("-x y"_q));
@@ -165,7 +165,7 @@ private Q_SLOTS:
     void refusesWhatNoCommandCanSay()
     {
         QVERIFY(fakeCommands(3));
-        const TextRecorder recorder;
+        const Recorder recorder;
         int refused = 0;
         for (const QString &text : {"/tmp/a\0b"_q, "/tmp/"_q + QChar(0xd800)}) {
             QCOMPARE(m_utils.copyFileOrDir(text, "/"_q, "b"_q), 0);
@@ -183,11 +183,11 @@ private Q_SLOTS:
         QTextCodec::setCodecForLocale(QTextCodec::codecForName("Shift_JIS"));
         QCOMPARE(m_utils.copyFileOrDir("\u30bd"_q, "/"_q, "b"_q), 0); // one of its bytes is that of a backslash
         QTextCodec::setCodecForLocale(nullptr);
-        QCOMPARE(TextRecorder::texts().size(), refused + 2);
+        QCOMPARE(Recorder::messages().size(), refused + 2);
         QVERIFY(!m_utils.removeSpecifiedExtFilesInDir("/no/such/"_q, "log"_q));
         QVERIFY(!m_utils.removeSpecifiedExtFilesInDir("."_q, QString()));
         QVERIFY(m_utils.findFirstFileWithSpecifiedExt("."_q, QString()).isEmpty());
-        QCOMPARE(TextRecorder::texts().size(), refused + 2);
+        QCOMPARE(Recorder::messages().size(), refused + 2);
         QCOMPARE(contents(path("commands"_q)), QString());
     }
 
@@ -196,10 +196,10 @@ private Q_SLOTS:
         const RepeatedHour repeatedHour;
         QVERIFY(QDir().mkpath(path("from/sub.log/deep"_q)) && write(path("from/sub.log/deep/b"_q), "b"_q));
         for (const QString &name : {"from/.hidden.log"_q, "from/a.logs"_q})
-            QVERIFY(makeSparseFile(path(name)));
-        QVERIFY(makeSparseFile(path("from/a.log"_q), 0, RepeatedHour::at(-10)));
+            QVERIFY(makeFile(path(name)));
+        QVERIFY(makeFile(path("from/a.log"_q), 0, RepeatedHour::at(-10)));
         for (const QString &name : {"from/c.log"_q, "from/b.LOG"_q})
-            QVERIFY(makeSparseFile(path(name), 0, RepeatedHour::at(10)));
+            QVERIFY(makeFile(path(name), 0, RepeatedHour::at(10)));
         QCOMPARE(m_utils.findFirstFileWithSpecifiedExt(path("from"_q), "log"_q), path("from/b.LOG"_q));
         QVERIFY(m_utils.findFirstFileWithSpecifiedExt(path("from"_q), "lo"_q).isEmpty());
         QVERIFY(m_utils.findFirstFileWithSpecifiedExt(path("from/a.log"_q), "log"_q).isEmpty());
@@ -216,7 +216,7 @@ private Q_SLOTS:
     // Calls take turns with paths of many hostile names and with relative ones, of which some begin with a dash.
     void takesHostileNamesForNames()
     {
-        const TextRecorder recorder;
+        const Recorder recorder;
         const auto seed = std::random_device()();
         std::mt19937 random(seed);
         int names = 0;

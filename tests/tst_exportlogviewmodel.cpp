@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Brindlecast developers
 // SPDX-License-Identifier: MIT
 
-#include "support/ListSupport.h"
+#include "support/TestSupport.h"
 
 #include <Brindlecast/ExportLogViewModel.h>
 #include <Brindlecast/LogDirectory_p.h>
@@ -92,22 +92,21 @@ private Q_SLOTS:
     {
         m_folder.reset(new QTemporaryDir);
         QVERIFY2(m_folder->isValid(), qPrintable(m_folder->errorString()));
-        QVERIFY(makeSparseFile(path("a.txt"_q), 1023) && makeSparseFile(path("b.log"_q), 513));
-        QVERIFY(makeSparseFile(path("c.log"_q), 5 * kGibibyte));
+        QVERIFY(makeFile(path("a.txt"_q), 1023) && makeFile(path("b.log"_q), 513));
+        QVERIFY(makeFile(path("c.log"_q), 5 * kGibibyte));
     }
 
     void listsTheLogsOfAFolder()
     {
-        QVERIFY(makeSparseFile(path("d.csv"_q)) && makeSparseFile(path(".hidden.log"_q))
-                && makeSparseFile(path("E.LOG"_q)));
+        QVERIFY(makeFile(path("d.csv"_q)) && makeFile(path(".hidden.log"_q)) && makeFile(path("E.LOG"_q)));
         QVERIFY(QDir(m_folder->path()).mkdir("x.log"_q) && QFile::link(path("b.log"_q), path("l.log"_q)));
-        const TextRecorder recorder;
+        const Recorder recorder;
         WatchedModel model(m_folder->path());
         QCOMPARE(model.names(), "l.log c.log b.log a.txt E.LOG"_q);
         QCOMPARE(
-            TextRecorder::texts(),
+            Recorder::messages(),
             QStringList(
-                "Brindlecast/ExportLogViewModel.cpp:24 void ExportLogViewModel::setCurrentFolder(const QString&): setCurrentFolder  \"%1\""_q
+                "0 Brindlecast/ExportLogViewModel.cpp:24 void ExportLogViewModel::setCurrentFolder(const QString&): setCurrentFolder  \"%1\""_q
                     .arg(m_folder->path())));
         QCOMPARE(model.rows->get(0).keys(), QStringList({"file_name"_q, "selected"_q}));
         QCOMPARE(model.rows->data(model.rows->index(1), 257), QVariant("c.log"_q));
@@ -127,7 +126,7 @@ private Q_SLOTS:
         QCOMPARE(model.rows->count(), 5);
         QCOMPARE(resets.count(), 3);
         QCOMPARE(model.changes, 4);
-        QCOMPARE(TextRecorder::texts().size(), 5); // Qt would complain about an empty path to watch
+        QCOMPARE(Recorder::messages().size(), 5); // Qt would complain about an empty path to watch
         QCOMPARE(model.disagreements, QStringList());
     }
 
@@ -136,7 +135,7 @@ private Q_SLOTS:
         int number = 0;
         for (const QString &name : {"B1.log"_q, "a2.log"_q, "A3.txt"_q, "ä.log"_q, "Z.txt"_q, "z1.log"_q}) {
             const auto time = QDateTime::fromMSecsSinceEpoch(1600000000000 + number / 2);
-            QVERIFY(makeSparseFile(path(name), number++ % 3, time));
+            QVERIFY(makeFile(path(name), number++ % 3, time));
         }
         WatchedModel model(m_folder->path());
         for (int bits = 0; bits <= (QDir::Type | QDir::LocaleAware | QDir::DirsLast | QDir::SortByMask); ++bits) {
@@ -153,9 +152,9 @@ private Q_SLOTS:
     void ordersByTheTrueInstant()
     {
         const RepeatedHour repeatedHour;
-        QVERIFY(makeSparseFile(path("a.txt"_q), 0, RepeatedHour::at(-10))
-                && makeSparseFile(path("b.log"_q), 0, RepeatedHour::at(10)));
-        QVERIFY(makeSparseFile(path("c.log"_q), 0, RepeatedHour::at(-20)));
+        QVERIFY(makeFile(path("a.txt"_q), 0, RepeatedHour::at(-10))
+                && makeFile(path("b.log"_q), 0, RepeatedHour::at(10)));
+        QVERIFY(makeFile(path("c.log"_q), 0, RepeatedHour::at(-20)));
         WatchedModel model;
         model.setSortType(QDir::Time);
         model.setCurrentFolder(m_folder->path());
@@ -249,8 +248,8 @@ private Q_SLOTS:
 
     void agreesWhileSlotsChangeRows()
     {
-        QVERIFY(QDir(m_folder->path()).mkdir("sub"_q) && makeSparseFile(path("sub/d.log"_q))
-                && makeSparseFile(path("sub/e.log"_q)));
+        QVERIFY(QDir(m_folder->path()).mkdir("sub"_q) && makeFile(path("sub/d.log"_q))
+                && makeFile(path("sub/e.log"_q)));
         WatchedModel model;
         const QVector<std::function<void()>> changes = {
             [&] { model.setSelected(0); },
@@ -292,51 +291,51 @@ private Q_SLOTS:
     void reloadsWhenItsFolderIsReported()
     {
         QVERIFY(QDir(m_folder->path()).mkdir("sub"_q) && QDir().mkpath(logDirectory()));
-        const TextRecorder recorder;
+        const Recorder recorder;
         WatchedModel model;
         QCOMPARE(model.currentFolderPath(), logDirectory());
-        QVERIFY(makeSparseFile(logDirectory() + "watched-from-the-start.log"_q));
+        QVERIFY(makeFile(logDirectory() + "watched-from-the-start.log"_q));
         QTRY_VERIFY(model.names().contains("watched-from-the-start.log"_q));
         QVERIFY(QFile::remove(logDirectory() + "watched-from-the-start.log"_q));
         QTRY_VERIFY(!model.names().contains("watched-from-the-start.log"_q));
 
         model.setCurrentFolder(m_folder->path());
         model.setCurrentFolder(path("sub"_q));
-        TextRecorder::texts().clear();
+        Recorder::messages().clear();
         model.changes = 0;
         model.onFileSystemDirectoryChanged(m_folder->path());
         model.onFileSystemFileChanged(path("SUB"_q));
         QCOMPARE(model.changes, 0);
         const QString text
-            = "Brindlecast/ExportLogViewModel.cpp:%1 void ExportLogViewModel::onFileSystem%2Changed(const QString&): FileSystem%2Changed:  \"%3\""_q;
-        QCOMPARE(TextRecorder::texts(),
+            = "0 Brindlecast/ExportLogViewModel.cpp:%1 void ExportLogViewModel::onFileSystem%2Changed(const QString&): FileSystem%2Changed:  \"%3\""_q;
+        QCOMPARE(Recorder::messages(),
                  QStringList(
                      {text.arg("79"_q, "Directory"_q, m_folder->path()), text.arg("88"_q, "File"_q, path("SUB"_q))}));
         model.onFileSystemDirectoryChanged(path("sub"_q));
         model.onFileSystemFileChanged(path("sub2/x.log"_q));
         QCOMPARE(model.changes, 2);
-        QVERIFY(makeSparseFile(path("sub/new.log"_q)));
+        QVERIFY(makeFile(path("sub/new.log"_q)));
         QTRY_COMPARE(model.names(), "new.log"_q);
-        QVERIFY(makeSparseFile(path("elsewhere.log"_q)));
-        QTRY_VERIFY(TextRecorder::texts().constLast().contains("Changed:  \"%1\""_q.arg(m_folder->path())));
+        QVERIFY(makeFile(path("elsewhere.log"_q)));
+        QTRY_VERIFY(Recorder::messages().constLast().contains("Changed:  \"%1\""_q.arg(m_folder->path())));
     }
 
     void survivesAStormOfChanges()
     {
-        const TextRecorder recorder;
+        const Recorder recorder;
         WatchedModel model(m_folder->path());
         for (int i = 0; i < 1000; ++i) {
             const QString name = path("storm%1.log"_q.arg(i % 100));
-            QVERIFY(i / 100 % 2 == 0 ? makeSparseFile(name, i) : QFile::remove(name));
+            QVERIFY(i / 100 % 2 == 0 ? makeFile(name, i) : QFile::remove(name));
             i % 200 == 150 ? model.setAllSelected() : model.setSelected(i % 150);
             model.setUnselected(i % 7);
             if (i % 5 == 0)
                 QCoreApplication::processEvents();
         }
         QTRY_COMPARE(model.names(), "c.log b.log a.txt"_q);
-        const int reports = TextRecorder::texts().filter("FileSystemDirectoryChanged: "_q).size();
+        const int reports = Recorder::messages().filter("FileSystemDirectoryChanged: "_q).size();
         QVERIFY(reports > 0);
-        QCOMPARE(TextRecorder::texts().filter("setCurrentFolder "_q).size(), 1 + reports);
+        QCOMPARE(Recorder::messages().filter("setCurrentFolder "_q).size(), 1 + reports);
         QCOMPARE(model.disagreements, QStringList());
     }
 

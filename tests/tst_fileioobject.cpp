@@ -55,9 +55,8 @@ private Q_SLOTS:
         const QString high(QChar(0xd83d));
         const QTemporaryDir directory;
         FileIOObject object(nullptr);
-        object.path = directory.filePath(QStringLiteral("a.log"));
-        object.contentList
-            = QStringList{QStringLiteral("a\r\nb\n"), {}, QString(QChar(0)), QStringLiteral("\u00e4\ufeff")};
+        object.path = directory.filePath("a.log"_q);
+        object.contentList = QStringList{"a\r\nb\n"_q, {}, QString(QChar(0)), "\u00e4\ufeff"_q};
         QVERIFY2(object.openFile() && object.writeFile(), qPrintable(object.myfile.errorString()));
         const QByteArray bytes = QByteArray("a\r\nb\n\n\n\0\n", 9) + "\xc3\xa4\xef\xbb\xbf\n";
         QCOMPARE(fileContents(object.path), bytes);
@@ -69,11 +68,11 @@ private Q_SLOTS:
     void keepsItsListAndAppends()
     {
         const QTemporaryDir directory;
-        const QString path = directory.filePath(QStringLiteral("a.log"));
+        const QString path = directory.filePath("a.log"_q);
         {
             FileIOObject object(nullptr);
-            object.contentList.append(QStringLiteral("line"));
-            for (const QString &wrongPath : {QString(), directory.path(), path + QStringLiteral("/missing/a.log")}) {
+            object.contentList.append("line"_q);
+            for (const QString &wrongPath : {QString(), directory.path(), path + "/missing/a.log"_q}) {
                 object.path = wrongPath;
                 QVERIFY2(!object.openFile() && !object.myfile.isOpen() && !object.writeFile(), qPrintable(wrongPath));
                 object.closeFile();
@@ -84,9 +83,9 @@ private Q_SLOTS:
             QCOMPARE(object.contentList.size(), 1);
             object.contentList.clear();
             QVERIFY(!object.writeFile());
-            object.contentList.append(QStringLiteral("a"));
+            object.contentList.append("a"_q);
             QVERIFY(object.openFile()); // Closing the same file first, which writes.
-            object.path = directory.filePath(QStringLiteral("b.log"));
+            object.path = directory.filePath("b.log"_q);
             QVERIFY(object.openFile() && object.myfile.size() == 0);
             object.closeFile();
             QCOMPARE(fileContents(object.path), QByteArray("a\n"));
@@ -105,7 +104,7 @@ private Q_SLOTS:
         for (const auto &[size, isClosedMeanwhile, newerRecord] : rows) {
             const QTemporaryDir directory;
             FileIOObject object(nullptr);
-            object.path = directory.filePath(QStringLiteral("a.log"));
+            object.path = directory.filePath("a.log"_q);
             const auto write = [&object](const QByteArray &line) {
                 object.contentList = QStringList{QString::fromLatin1(line)};
                 const bool isTaken = object.writeFile();

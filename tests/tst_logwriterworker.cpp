@@ -66,8 +66,8 @@ private Q_SLOTS:
         QVERIFY(QDir(logDirectory()).exists());
         for (const unsigned long category : {1UL, 4UL, 5UL, 64UL}) {
             QVERIFY(removeLogDirectory());
-            const QString format = QStringLiteral("'%1log-%2'yyyy-MM-dd_HH-mm-ss'.log'")
-                                       .arg(logDirectory(), category == 4 ? QStringLiteral("startup") : QString());
+            const QString format
+                = "'%1log-%2'yyyy-MM-dd_HH-mm-ss'.log'"_q.arg(logDirectory(), category == 4 ? "startup"_q : QString());
             const QString before = QDateTime::currentDateTime().toString(format);
             const QString path = worker.makeLogFilePath(category);
             QVERIFY(QDir(logDirectory()).exists());
@@ -83,7 +83,7 @@ private Q_SLOTS:
         QVERIFY(logNames().isEmpty());
         worker.write(64, QStringList());
         QVERIFY(QFile::exists(onlyLogPath()) && writtenLogs().isEmpty());
-        const FileIOObjectPointer request = worker.write(64, {QStringLiteral("a"), QStringLiteral("b\n")});
+        const FileIOObjectPointer request = worker.write(64, {"a"_q, "b\n"_q});
         QVERIFY(request->contentList.size() == 2 && request->path.isEmpty() && request->state == eIONONE);
         // Files begun in one second share it; ones begun later follow in the order of their names.
         worker.write(8, "c");
@@ -91,7 +91,7 @@ private Q_SLOTS:
         worker.write(64, "d");
         worker.write(4, "e");
         QCOMPARE(writtenLogs(), QByteArray("a\nb\n\nc\nd\ne\n"));
-        QVERIFY(logNames().constLast().startsWith(QLatin1String("log-startup")));
+        QVERIFY(logNames().constLast().startsWith("log-startup"_q));
     }
 
     void replacesTheFileAtTheLimit_data()
@@ -114,7 +114,7 @@ private Q_SLOTS:
         Worker worker;
         worker.write(category, "first");
         // Out of the way of its successor, which gets the same name when it is made in the same second.
-        const QString aside = logDirectory() + QStringLiteral("aside");
+        const QString aside = logDirectory() + "aside"_q;
         QVERIFY(QFile::rename(onlyLogPath(), aside) && QFile::resize(aside, size));
         worker.write(category, "second");
         worker.write(category, "third");
@@ -131,7 +131,7 @@ private Q_SLOTS:
                 worker.write(1, "first");
                 QVERIFY(QFile::resize(onlyLogPath(), kLimit));
             }
-            QVERIFY(removeLogDirectory() && makeFile(directory, 0));
+            QVERIFY(removeLogDirectory() && makeFile(directory));
             const QString earliest = worker.makeLogFilePath(1);
             worker.write(1, "lost");
             const QString latest = worker.makeLogFilePath(1);
@@ -142,7 +142,7 @@ private Q_SLOTS:
             if (isReplacement) {
                 // A file of that size in its stead makes it begin another one.
                 for (const QString &path : {earliest, latest})
-                    QVERIFY(makeFile(path, 0) && QFile::resize(path, kLimit));
+                    QVERIFY(makeFile(path, kLimit));
             } else {
                 worker.onClearData();
             }
@@ -157,7 +157,7 @@ private Q_SLOTS:
         const QString currentPath = QDir::currentPath();
         Worker worker;
         worker.write(2, "a");
-        QVERIFY(makeFile(onlyLogPath(), 1));
+        QVERIFY(makeFile(onlyLogPath(), 0, longAgo()));
         const QStringList old = makeLogs(25);
         worker.write(4, "b");
         QCOMPARE(logNames().size(), 10);

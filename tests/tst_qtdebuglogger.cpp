@@ -46,7 +46,7 @@ public:
     {
     }
     FileIOObjectPointer last() const { return constLast().constFirst().value<FileIOObjectPointer>(); }
-    QString lastLine() const { return last()->contentList.join(QStringLiteral("another line: ")); }
+    QString lastLine() const { return last()->contentList.join("another line: "_q); }
 };
 
 QtMessageHandler installedHandler()
@@ -70,7 +70,7 @@ private Q_SLOTS:
         const Requests requests;
         for (unsigned long category = 0; category <= 256; ++category)
             append("line", category);
-        Logger::outputMessage(QtDebugMsg, QMessageLogContext(), QStringLiteral("text"));
+        Logger::outputMessage(QtDebugMsg, QMessageLogContext(), "text"_q);
         QVERIFY(installedHandler() == before && requests.isEmpty());
         QVERIFY(QDir(logDirectory()).exists() && QDir(logDirectory()).isEmpty());
     }
@@ -131,7 +131,7 @@ private Q_SLOTS:
         QFETCH(const int, line);
         QFETCH(const QString, text);
         const Requests requests;
-        const QString format = QStringLiteral("'['yyyy-MM-dd hh:mm:ss'] '");
+        const QString format = "'['yyyy-MM-dd hh:mm:ss'] '"_q;
         const QString before = QDateTime::currentDateTime().toString(format);
         const QMessageLogContext context(file.isNull() ? nullptr : file.constData(), line, "function", "category");
         Logger::outputMessage(static_cast<QtMsgType>(type), context, text);
@@ -145,12 +145,10 @@ private Q_SLOTS:
 
     void passesEnabledCategoriesOn()
     {
-        const QString all = QStringLiteral("1 2 4 8 16 32 64 ");
+        const QString all = "1 2 4 8 16 32 64 "_q;
         const std::tuple<bool, unsigned long, QString> rows[]
-            = {{true, 0, {}},          {true, 66, QStringLiteral("2 64 ")},
-               {true, 128, {}},        {true, 255, all},
-               {true, ULONG_MAX, all}, {false, 3, QStringLiteral("4 8 16 32 64 ")},
-               {false, 128, all},      {false, ULONG_MAX, {}}};
+            = {{true, 0, {}},          {true, 66, "2 64 "_q},         {true, 128, {}},   {true, 255, all},
+               {true, ULONG_MAX, all}, {false, 3, "4 8 16 32 64 "_q}, {false, 128, all}, {false, ULONG_MAX, {}}};
         for (const auto &[isEnabled, mask, expected] : rows) {
             logger()->setLogCategoryEnabled(true, 127);
             const QSignalSpy clears(logger(), &QtDebugLogger::clearSignal);
@@ -163,7 +161,7 @@ private Q_SLOTS:
             for (unsigned long category = 0; category <= 1024; ++category) {
                 requests.clear();
                 append("line\n", category);
-                passed += requests.isEmpty() ? QString() : QStringLiteral("%1 ").arg(requests.last()->category);
+                passed += requests.isEmpty() ? QString() : "%1 "_q.arg(requests.last()->category);
             }
             QCOMPARE(passed, expected);
         }
@@ -177,18 +175,20 @@ private Q_SLOTS:
                {"information", &QtDebugLogger::information, QtInfoMsg, 147},
                {"warning", &QtDebugLogger::warning, QtWarningMsg, 160},
                {"critical", &QtDebugLogger::critical, QtCriticalMsg, 173}};
-        const QString file = QStringLiteral("Brindlecast/QtDebugLogger.cpp");
+        const QString file = "Brindlecast/QtDebugLogger.cpp"_q;
         for (const auto &[name, raise, type, line] : operations) {
-            const QString text
-                = QStringLiteral("%1 %2 %3 \"a \\\"b\\\"\\n\u00e4\"").arg(file, QLatin1String(name)).arg(line);
-            QCOMPARE(
-                messagesOf([raise = raise] { (logger()->*raise)(QStringLiteral("a \"b\"\n\u00e4")); }),
-                QStringList{QStringLiteral("%1|%2|%3|void QtDebugLogger::%4(const QString&)|%5")
-                                .arg(QString::number(type), file, QString::number(line), QLatin1String(name), text)});
+            const QString text = "%1 %2 %3 \"a \\\"b\\\"\\n\u00e4\""_q.arg(file, QString::fromLatin1(name)).arg(line);
+            const QString function = "void QtDebugLogger::%1(const QString&)"_q.arg(QString::fromLatin1(name));
+            {
+                const Recorder recorder;
+                (logger()->*raise)("a \"b\"\n\u00e4"_q);
+                QCOMPARE(Recorder::messages(),
+                         QStringList("%1 %2:%3 %4: "_q.arg(type).arg(file).arg(line).arg(function) + text));
+            }
             logger()->enableOutputFile();
             const Requests requests;
-            (logger()->*raise)(QStringLiteral("a \"b\"\n\u00e4"));
-            QVERIFY(requests.lastLine().endsWith(QStringLiteral("> QtDebugLogger.cpp %1: %2\n").arg(line).arg(text)));
+            (logger()->*raise)("a \"b\"\n\u00e4"_q);
+            QVERIFY(requests.lastLine().endsWith("> QtDebugLogger.cpp %1: %2\n"_q.arg(line).arg(text)));
         }
     }
 
@@ -227,16 +227,15 @@ private Q_SLOTS:
 
     void writesAnyText()
     {
-        const QString texts[]
-            = {QString(), QString(10000000, QChar(0xe4)), QChar(0xde00) + QStringLiteral("a") + QChar(0xd83d),
-               QStringLiteral("a%1b").arg(QChar(0)), QStringLiteral("a\n\nb\r\nc\u2028d")};
+        const QString texts[] = {QString(), QString(10000000, QChar(0xe4)), QChar(0xde00) + "a"_q + QChar(0xd83d),
+                                 "a%1b"_q.arg(QChar(0)), "a\n\nb\r\nc\u2028d"_q};
         QByteArray expected;
         logger()->enableOutputFile();
         for (const QString &text : texts) {
             const Requests requests;
             QMessageLogger(nullptr, 0, nullptr).debug().noquote().nospace() << text;
-            const QString shown = text.isEmpty() ? QStringLiteral("-") : text;
-            QVERIFY(requests.lastLine().mid(22) == QStringLiteral("<Debug:>  0: ") + shown + QLatin1Char('\n'));
+            const QString shown = text.isEmpty() ? "-"_q : text;
+            QVERIFY(requests.lastLine().mid(22) == "<Debug:>  0: "_q + shown + QLatin1Char('\n'));
             expected += requests.lastLine().toUtf8() + '\n';
         }
         QVERIFY(logger()->flush(kEnoughMs) && writtenLogs() == expected);
@@ -245,7 +244,7 @@ private Q_SLOTS:
     void writesRequestsOfTheHost()
     {
         FileIOObjectPointer request(new FileIOObject(nullptr));
-        request->contentList = QStringList{QStringLiteral("the host's")};
+        request->contentList = QStringList{"the host's"_q};
         Q_EMIT logger()->handleIOSignal(request);
         QTRY_COMPARE(writtenLogs(), QByteArray("the host's\n"));
         append("the logger's");

@@ -161,8 +161,8 @@ struct Tally
 Tally expectWholeLines(int count = -1)
 {
     static const QRegularExpression pattern(
-        QStringLiteral(
-            "^\\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\] (<\\w+:> )\\S* \\d+: ((?:t(\\d) (\\d+)\\. *\\|$)?.*)$"),
+
+        "^\\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\] (<\\w+:> )\\S* \\d+: ((?:t(\\d) (\\d+)\\. *\\|$)?.*)$"_q,
         QRegularExpression::DotMatchesEverythingOption);
     Tally tally;
     const QByteArray bytes = writtenLogs();
@@ -252,7 +252,7 @@ SCENARIO(leavesWhileThreadsLogAndControl, 10)
 {
     for (int attempt = 0; attempt < amount; ++attempt) {
         runHost({kFine, nullptr}, [attempt] {
-            qSetMessagePattern(QStringLiteral("%{message}")); // Qt's own static has to outlive the threads.
+            qSetMessagePattern("%{message}"_q); // Qt's own static has to outlive the threads.
             static const Loggers outliveTheLogger(3, 50);
             static std::thread outlivesTheLogger;
             static const auto joinAtLast = qScopeGuard([] { outlivesTheLogger.join(); });
@@ -309,7 +309,7 @@ SCENARIO(logsFromStaticDestructors, 4)
                 std::exit(kFine);
         });
         const Tally tally = expectWholeLines(exits ? -1 : 1);
-        expect(!exits || tally.last == QLatin1String("<Warning:> late: before"), "a late line in the file");
+        expect(!exits || tally.last == "<Warning:> late: before"_q, "a late line in the file");
     }
 }
 
@@ -343,7 +343,7 @@ SCENARIO(raisesAFatalMessage, 20)
             qFatal("the end");
         });
         const Tally tally = expectWholeLines();
-        const bool isComplete = tally.lines[0] == 2000 && tally.last == QLatin1String("<Fatal:> the end");
+        const bool isComplete = tally.lines[0] == 2000 && tally.last == "<Fatal:> the end"_q;
         expect(timeoutMs == 0 || isComplete, "all lines, and the fatal one at the end");
     }
 }
@@ -423,7 +423,7 @@ SCENARIO(stopsAndStartsUnderLoad, 300)
     runHost({}, [amount] {
         const Host host;
         Loggers loggers(4, 1000);
-        const QDir descriptors(QStringLiteral("/proc/self/fd"));
+        const QDir descriptors("/proc/self/fd"_q);
         int descriptorsBefore = 0;
         std::size_t memoryBefore = 0;
         qint64 longestStopMs = 0;
@@ -462,10 +462,10 @@ SCENARIO(isControlledAtRandom, 3)
         qDebug("the last line");
         expect(host.isFlushed(), "a logger that goes on");
         const QStringList others = expectWholeLines().others;
-        expect(others.value(others.size() - 1) == QLatin1String("<Debug:> the last line"), "the last line");
+        expect(others.value(others.size() - 1) == "<Debug:> the last line"_q, "the last line");
         const QStringList earlier = others.mid(0, others.size() - 1);
         for (const QString &other : earlier)
-            expect(other.startsWith(QLatin1String("<Debug:> The file :")), qPrintable(other));
+            expect(other.startsWith("<Debug:> The file :"_q), qPrintable(other));
     });
 }
 
@@ -485,8 +485,8 @@ SCENARIO(isFlooded, 20000)
     });
     const Tally tally = expectWholeLines();
     expect(tally.lines[0] == kMostWaiting && tally.gaps == 0, "the lines within the bound");
-    expect(tally.others.value(0).startsWith(QStringLiteral("<Warning:> %1 lines").arg(amount)), "what was dropped");
-    expect(tally.others.size() == 2 && tally.last == QLatin1String("<Debug:> the line after"), "the line after that");
+    expect(tally.others.value(0).startsWith("<Warning:> %1 lines"_q.arg(amount)), "what was dropped");
+    expect(tally.others.size() == 2 && tally.last == "<Debug:> the line after"_q, "the line after that");
 }
 
 SCENARIO(flushesAllThatWaits, 40)
@@ -541,7 +541,7 @@ SCENARIO(thinsTheLogDirectory, 25)
         QStringList kept = makeLogs(amount).mid(amount - 9);
         for (const char *name : {"log-19.old.log", "note.txt", "L.LOG"}) {
             kept.append(QLatin1String(name));
-            expect(makeFile(logDirectory() + kept.constLast(), 1), "foreign files");
+            expect(makeFile(logDirectory() + kept.constLast(), 0, longAgo()), "foreign files");
         }
         const QString currentPath = QDir::currentPath();
         const Host host;
@@ -550,26 +550,26 @@ SCENARIO(thinsTheLogDirectory, 25)
         host.logger->stopThread(); // It waits until the check has ended.
         expect(QDir::currentPath() == currentPath, "the host's current directory");
         host.logger->startThread();
-        const QDir threads(QStringLiteral("/proc/self/task"));
+        const QDir threads("/proc/self/task"_q);
         const QStringList ids = threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
         for (const QString &thread : ids) {
-            const QString path = QFile::symLinkTarget(threads.filePath(thread) + QStringLiteral("/cwd"));
+            const QString path = QFile::symLinkTarget(threads.filePath(thread) + "/cwd"_q);
             expect(path + QLatin1Char('/') != logDirectory(), "no thread left in the log directory");
         }
         raise(0, 1);
-        expect(host.isFlushed() && logNames().filter(QStringLiteral("log-202")).size() == 10, "ten logs");
+        expect(host.isFlushed() && logNames().filter("log-202"_q).size() == 10, "ten logs");
         for (const QString &name : qAsConst(kept))
             expect(QFile::exists(logDirectory() + name), qPrintable(name));
     });
     const Tally tally = expectWholeLines();
     expect(tally.lines[0] == 2 && tally.gaps == 0, "the host's lines");
-    const auto removals = tally.others.filter(QStringLiteral("<Debug:> The file : \"log-2020-"));
+    const auto removals = tally.others.filter("<Debug:> The file : \"log-2020-"_q);
     expect(removals.size() == amount - 9 && tally.others == removals, "each removal told once");
 }
 
 QString diskPath(const char *name = "")
 {
-    return QDir::cleanPath(logDirectory() + QStringLiteral("..")) + QLatin1Char('/') + QLatin1String(name);
+    return QDir::cleanPath(logDirectory() + ".."_q) + QLatin1Char('/') + QLatin1String(name);
 }
 
 // Mounts a disk of one MiB, which only this process sees, under the log directory, or changes it.
@@ -586,7 +586,7 @@ bool mountDisk(unsigned long flags)
 void mountPrivateDisk()
 {
     const bool isRoot = ::geteuid() == 0;
-    QFile map(QStringLiteral("/proc/self/uid_map"));
+    QFile map("/proc/self/uid_map"_q);
     const QByteArray identity = "0 " + QByteArray::number(::getuid()) + " 1";
     if (!QDir().mkpath(diskPath()) || ::unshare(isRoot ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0
         || (!isRoot && (!map.open(QIODevice::WriteOnly | QIODevice::Unbuffered) || map.write(identity) < 0))
@@ -665,7 +665,7 @@ SCENARIO(findsNoPlaceToWrite, 10)
 
             host.logger->disableOutputFile();
             expect(host.isFlushed() && removeLogDirectory(), "files closed and removed");
-            expect(isReadOnly ? mountDisk(MS_REMOUNT | MS_RDONLY) : makeFile(directory, 1), "a way to fail");
+            expect(isReadOnly ? mountDisk(MS_REMOUNT | MS_RDONLY) : makeFile(directory), "a way to fail");
             host.logger->enableOutputFile();
             raiseAll(0, amount);
             expect(!host.isFlushed(), "a flush in vain");

@@ -5,43 +5,90 @@
 
 #include <Brindlecast/LogDirectory_p.h>
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-/** The messages that `action` raises, each as "type|file|line|function|text" with the type's number. */
-template <typename Action> QStringList messagesOf(const Action &action)
+/** "text"_q is a QString. */
+inline QString operator""_q(const char *text, std::size_t size)
 {
-    static QStringList messages;
-    messages.clear();
-    const auto former = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &at, const QString &text) {
-        messages.append(QString::asprintf("%d|%s|%d|%s|", type, at.file, at.line, at.function) + text);
-    });
-    action();
-    qInstallMessageHandler(former);
-    return messages;
+    return QString::fromUtf8(text, static_cast<int>(size));
 }
 
-/** Removes the log directory of this build, or whatever stands in its place. */
-inline bool removeLogDirectory()
+/** Keeps the messages raised during its life as "type file:line function: text", one recorder at a time. */
+struct Recorder
 {
-    const QString path = logDirectory().chopped(1);
-    return QFileInfo(path).isDir() ? QDir(path).removeRecursively() : !QFile::exists(path) || QFile::remove(path);
+    Recorder()
+        : formerHandler(qInstallMessageHandler(record))
+    {
+        messages().clear();
+    }
+    ~Recorder() { qInstallMessageHandler(formerHandler); }
+    Q_DISABLE_COPY(Recorder)
+
+    static QStringList &messages()
+    {
+        static QStringList recorded;
+        return recorded;
+    }
+    static void record(QtMsgType type, const QMessageLogContext &at, const QString &text)
+    {
+        messages().append(QString::asprintf("%d %s:%d %s: ", type, at.file, at.line, at.function) + text);
+    }
+
+    const QtMessageHandler formerHandler;
+};
+
+/** A time zone whose clock goes from 3:00 back to 2:00 at 1:00 UTC on 25 October 2026, for its life. */
+struct RepeatedHour
+{
+    RepeatedHour() { qputenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3"); }
+    ~RepeatedHour() { formerZone.isNull() ? qunsetenv("TZ") : qputenv("TZ", formerZone); }
+    Q_DISABLE_COPY(RepeatedHour)
+
+    /** Minutes around the change: at(-10) is 2:50 summer time, at(10) is 2:10 winter time. */
+    static QDateTime at(int minutes) { return QDateTime({2026, 10, 25}, {1, 0}, Qt::UTC).addSecs(minutes * 60); }
+
+    const QByteArray formerZone = qgetenv("TZ");
+};
+
+/** Makes a file of `size` bytes, which take no room on the disk, last changed at `time`, and its directory. */
+inline bool makeFile(const QString &path, qint64 size = 0, const QDateTime &time = {})
+{
+    QFile file(path);
+    return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly) && file.resize(size)
+        && (!time.isValid() || file.setFileTime(time, QFile::FileModificationTime));
 }
 
-/** The "*.log" names in a directory, sorted. */
-inline QStringList logNames(const QString &directory = logDirectory())
+/** A time before that of any other file. */
+inline QDateTime longAgo()
 {
-    return QDir(directory).entryList({QStringLiteral("*.log")}, QDir::Files, QDir::Name);
+    return QDateTime::fromSecsSinceEpoch(1);
+}
+
+/** Makes `count` empty logs of the year 2020, each a second newer than the one before; their names in that order. */
+inline QStringList makeLogs(int count, const QString &directory = logDirectory())
+{
+    QStringList names;
+    for (int number = 0; number < count; ++number) {
+        names.append("log-2020-01-01_00-00-%1.log"_q.arg(number, 2, 10, QLatin1Char('0')));
+        if (!makeFile(directory + names.constLast(), 0, QDateTime::fromSecsSinceEpoch(1577836800 + number)))
+            return {};
+    }
+    return names;
 }
 
 inline QByteArray fileContents(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/** The "*.log" names in a directory, sorted. */
+inline QStringList logNames(const QString &directory = logDirectory())
+{
+    return QDir(directory).entryList({"*.log"_q}, QDir::Files, QDir::Name);
 }
 
 /** The contents of all log files, one after the other in the order of their names. */
@@ -54,23 +101,9 @@ inline QByteArray writtenLogs()
     return result;
 }
 
-/** Makes an empty file whose modification time is `seconds` after the epoch, and its directory. */
-inline bool makeFile(const QString &path, qint64 seconds)
+/** Removes the log directory of this build, or whatever stands in its place. */
+inline bool removeLogDirectory()
 {
-    QFile file(path);
-    const timespec times[] = {{static_cast<time_t>(seconds), 0}, {static_cast<time_t>(seconds), 0}};
-    return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly | QIODevice::Truncate)
-        && ::futimens(file.handle(), times) == 0;
-}
-
-/** Makes `count` empty logs of the year 2020, each a second newer than the one before; their names in that order. */
-inline QStringList makeLogs(int count, const QString &directory = logDirectory())
-{
-    QStringList names;
-    for (int number = 0; number < count; ++number) {
-        names.append(QStringLiteral("log-2020-01-01_00-00-%1.log").arg(number, 2, 10, QLatin1Char('0')));
-        if (!makeFile(directory + names.constLast(), 1577836800 + number))
-            return {};
-    }
-    return names;
+    const QString path = logDirectory().chopped(1);
+    return QFileInfo(path).isDir() ? QDir(path).removeRecursively() : !QFile::exists(path) || QFile::remove(path);
 }
