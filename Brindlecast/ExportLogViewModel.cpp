@@ -139,13 +139,12 @@ CommonListViewModelPointer ExportLogViewModel::fileListViewModel() const
 void ExportLogViewModel::setCurrentFolder(const QString &path)
 {
     kSetCurrentFolder.debug() << "setCurrentFolder " << path;
-    QDir directory(path);
-    if (!directory.exists())
+    const QDir folder(path);
+    if (!folder.exists())
         return;
 
-    directory.setFilter(QDir::Files);
-    directory.setNameFilters({QStringLiteral("*.txt"), QStringLiteral("*.log")});
-    const Listing listing = {path, filesInOrder(directory, m_sortType)};
+    const QStringList suffixes = {QStringLiteral(".txt"), QStringLiteral(".log")};
+    const Listing listing = {path, filesInOrder(folder, suffixes, m_sortType)};
     m_currentFolder = listing.folder;
     if (!m_currentFolder.isEmpty())
         m_fileSystemWatcher.addPath(m_currentFolder);

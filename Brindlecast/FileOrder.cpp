@@ -77,16 +77,25 @@ QFileInfo newestFile(const QFileInfoList &entries)
     return entries.value(newest.position);
 }
 
-QFileInfoList filesInOrder(QDir directory, QDir::SortFlags flags)
+QFileInfoList filesInOrder(QDir folder, const QStringList &suffixes, QDir::SortFlags flags)
 {
     const QDir::SortFlags criterion = flags & (QDir::SortByMask | QDir::Type);
     const bool isByName = criterion == QDir::Name;
     const bool isByTime = criterion == QDir::Time;
-    directory.setSorting(isByName || isByTime ? QDir::SortFlags(QDir::Unsorted) : flags);
-    QFileInfoList entries = directory.entryInfoList();
+    folder.setFilter(QDir::Files);
+    folder.setSorting(isByName || isByTime ? QDir::SortFlags(QDir::Unsorted) : flags);
+    QFileInfoList entries = folder.entryInfoList();
+    // For 10,000 files QDir takes 3.5 ms to match patterns and 8 ms to sort by name, besides 9 ms to list them. This
+    // takes 0.5 ms and 2 ms.
+    const auto isOther = [&suffixes](const QFileInfo &entry) {
+        const QString name = entry.fileName();
+        return std::none_of(suffixes.begin(), suffixes.end(), [&name](const QString &suffix) {
+            return name.endsWith(suffix, Qt::CaseInsensitive);
+        });
+    };
+    entries.erase(std::remove_if(entries.begin(), entries.end(), isOther), entries.end());
     if (isByTime)
         sortByTime(entries, flags);
-    // QDir takes 8 ms to sort 10,000 files by name, besides 12 ms to list them; this takes 2 ms.
     if (isByName)
         entries = sorted(entries, flags, [](const QFileInfo &) { return qint64{0}; });
     return entries;

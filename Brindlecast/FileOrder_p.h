@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QFileInfoList>
+#include <QStringList>
 
 /*
  * Orders by time are those of QDir::Time, but by the true instant.
@@ -27,8 +28,8 @@ void sortByTime(QFileInfoList &entries, QDir::SortFlags flags = QDir::Time);
 QFileInfo newestFile(const QFileInfoList &entries);
 
 /**
- * Returns the entries of `directory`, which lists files only, in the order that QDir gives with `flags`.
+ * Returns the files of `folder`, but hidden ones, whose names end in one of `suffixes`, whatever their case.
  *
- * Differs from QDir::entryInfoList() in the order by time alone.
+ * They are in the order that QDir gives with `flags`; the order by time is that of sortByTime().
  */
-QFileInfoList filesInOrder(QDir directory, QDir::SortFlags flags);
+QFileInfoList filesInOrder(QDir folder, const QStringList &suffixes, QDir::SortFlags flags);
