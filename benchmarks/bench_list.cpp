@@ -13,6 +13,7 @@
 #include <QDirIterator>
 #include <QStandardItemModel>
 #include <QTemporaryDir>
+#include <QVector>
 
 #include <benchmark/benchmark.h>
 
@@ -163,29 +164,35 @@ void addRowsStandard(benchmark::State &state)
     }
 }
 
-void readAll(benchmark::State &state, const QAbstractItemModel &model)
+// Asks for the index of each row anew, as views do, or has them at hand.
+void readAll(benchmark::State &state, const QAbstractItemModel &model, bool hasIndexes)
 {
+    QVector<QModelIndex> indexes;
+    for (int row = 0; row < model.rowCount(); ++row)
+        indexes.append(model.index(row, 0));
     for (auto _ : state) {
-        for (int row = 0; row < model.rowCount(); ++row) {
-            benchmark::DoNotOptimize(model.data(model.index(row, 0), kFileNameRole));
-            benchmark::DoNotOptimize(model.data(model.index(row, 0), kSelectedRole));
+        for (int row = 0; row < indexes.size(); ++row) {
+            for (const int role : {kFileNameRole, kSelectedRole}) {
+                const QModelIndex index = hasIndexes ? indexes.at(row) : model.index(row, 0);
+                benchmark::DoNotOptimize(model.data(index, role));
+            }
         }
     }
 }
 
-void readRows(benchmark::State &state)
+void readRows(benchmark::State &state, bool hasIndexes)
 {
     CommonListViewModel model(nullptr);
     addRowsTo(model, state.range(0));
-    readAll(state, model);
+    readAll(state, model, hasIndexes);
 }
 
-void readRowsStandard(benchmark::State &state)
+void readRowsStandard(benchmark::State &state, bool hasIndexes)
 {
     QStandardItemModel model;
     for (int i = 0; i < state.range(0); ++i)
         model.appendRow(makeStandardRow(i));
-    readAll(state, model);
+    readAll(state, model, hasIndexes);
 }
 
 void ignore(QtMsgType type, const QMessageLogContext &context, const QString &msg)
@@ -198,12 +205,12 @@ void ignore(QtMsgType type, const QMessageLogContext &context, const QString &ms
 } // namespace
 
 #define BENCHMARK_ROWS(function) BENCHMARK(function)->Unit(benchmark::kMillisecond)->Arg(1000)->Arg(3000)->Arg(10000)
-#define BENCHMARK_ORDER(function, name, order) \
-    BENCHMARK_CAPTURE(function, name, order)->Unit(benchmark::kMillisecond)->Arg(1000)->Arg(3000)->Arg(10000)
+#define BENCHMARK_CASE(function, name, argument) \
+    BENCHMARK_CAPTURE(function, name, argument)->Unit(benchmark::kMillisecond)->Arg(1000)->Arg(3000)->Arg(10000)
 
-BENCHMARK_ORDER(list, by_name, QDir::Name);
-BENCHMARK_ORDER(listOrderedByQt, by_name, QDir::Name);
-BENCHMARK_ORDER(list, by_time, QDir::Time);
+BENCHMARK_CASE(list, by_name, QDir::Name);
+BENCHMARK_CASE(listOrderedByQt, by_name, QDir::Name);
+BENCHMARK_CASE(list, by_time, QDir::Time);
 BENCHMARK_CAPTURE(listOrderedByQt, by_time, QDir::Time)->Unit(benchmark::kMillisecond)->Arg(1000)->Arg(10000);
 BENCHMARK_ROWS(measureFolder);
 BENCHMARK_ROWS(measureFolderByIterator);
@@ -211,8 +218,10 @@ BENCHMARK_ROWS(setRows);
 BENCHMARK_ROWS(setRowsStandard);
 BENCHMARK_ROWS(addRows);
 BENCHMARK_ROWS(addRowsStandard);
-BENCHMARK_ROWS(readRows);
-BENCHMARK_ROWS(readRowsStandard);
+BENCHMARK_CASE(readRows, with_index, false);
+BENCHMARK_CASE(readRowsStandard, with_index, false);
+BENCHMARK_CASE(readRows, data_alone, true);
+BENCHMARK_CASE(readRowsStandard, data_alone, true);
 
 int main(int argc, char *argv[])
 {
