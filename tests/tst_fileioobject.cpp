@@ -41,15 +41,6 @@ class tst_FileIOObject : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void startsEmptyAndClosed()
-    {
-        const FileIOObject object(nullptr);
-        QVERIFY(object.path.isEmpty() && !object.path.isNull() && object.contentList.isEmpty());
-        QVERIFY(object.myfile.fileName().isEmpty() && !object.myfile.isOpen());
-        QVERIFY(object.state == eIONONE && object.category == 1);
-        QCOMPARE(object.metaObject()->methodCount(), QObject::staticMetaObject.methodCount());
-    }
-
     void writesEachEntryAndALineFeed()
     {
         const QString high(QChar(0xd83d));

@@ -16,7 +16,6 @@ public:
         : LogWriterWorker(nullptr)
     {
     }
-    using LogWriterWorker::isSameDay;
     using LogWriterWorker::makeLogFilePath;
 
     FileIOObjectPointer write(unsigned long category, const QStringList &lines)
@@ -52,14 +51,6 @@ class tst_LogWriterWorker : public QObject
 private Q_SLOTS:
     void init() { QVERIFY(removeLogDirectory()); }
 
-    void offersTwoSlotsOnly()
-    {
-        const QMetaObject &meta = LogWriterWorker::staticMetaObject;
-        QCOMPARE(meta.methodCount() - meta.methodOffset() + meta.propertyCount() - meta.propertyOffset(), 2);
-        QCOMPARE(meta.method(meta.methodOffset()).methodSignature(), QByteArray("onHandleIO(FileIOObjectPointer)"));
-        QCOMPARE(meta.method(meta.methodOffset() + 1).methodSignature(), QByteArray("onClearData()"));
-    }
-
     void namesFilesByLocalTime()
     {
         Worker worker;
@@ -94,62 +85,45 @@ private Q_SLOTS:
         QVERIFY(logNames().constLast().startsWith("log-startup"_q));
     }
 
-    void replacesTheFileAtTheLimit_data()
-    {
-        QTest::addColumn<unsigned long>("category");
-        QTest::addColumn<qint64>("size");
-        QTest::addColumn<qint64>("grownTo");
-        QTest::addColumn<QByteArray>("inNewFile");
-        QTest::newRow("below") << 2UL << kLimit - 1 << kLimit + 6 << QByteArray("third\n");
-        QTest::newRow("at") << 2UL << kLimit << kLimit << QByteArray("second\nthird\n");
-        QTest::newRow("above 32 bits") << 1UL << 100 * kLimit << 100 * kLimit << QByteArray("second\nthird\n");
-        QTest::newRow("startup") << 4UL << kLimit << kLimit + 13 << QByteArray();
-    }
-
     void replacesTheFileAtTheLimit()
     {
-        QFETCH(const unsigned long, category);
-        QFETCH(const qint64, size);
-        QFETCH(const qint64, grownTo);
-        Worker worker;
-        worker.write(category, "first");
-        // Out of the way of its successor, which gets the same name when it is made in the same second.
-        const QString aside = logDirectory() + "aside"_q;
-        QVERIFY(QFile::rename(onlyLogPath(), aside) && QFile::resize(aside, size));
-        worker.write(category, "second");
-        worker.write(category, "third");
-        QCOMPARE(QFileInfo(aside).size(), grownTo);
-        QTEST(writtenLogs(), "inNewFile");
+        // Category, size found, size in the end, and what is in the next file. The startup file is never replaced.
+        const std::tuple<unsigned long, qint64, qint64, QByteArray> rows[]
+            = {{2, kLimit - 1, kLimit + 6, "third\n"},
+               {2, kLimit, kLimit, "second\nthird\n"},
+               {1, 100 * kLimit, 100 * kLimit, "second\nthird\n"}, // Above 32 bits.
+               {4, kLimit, kLimit + 13, ""}};
+        for (const auto &[category, size, grownTo, inNextFile] : rows) {
+            QVERIFY(removeLogDirectory());
+            Worker worker;
+            worker.write(category, "first");
+            // Out of the way of its successor, which gets the same name when it is made in the same second.
+            const QString aside = logDirectory() + "aside"_q;
+            QVERIFY(QFile::rename(onlyLogPath(), aside) && QFile::resize(aside, size));
+            worker.write(category, "second");
+            worker.write(category, "third");
+            QCOMPARE(QFileInfo(aside).size(), grownTo);
+            QCOMPARE(writtenLogs(), inNextFile);
+        }
     }
 
-    void staysSilentAfterAFailedOpen()
+    void staysSilentAfterAFailedReplacement()
     {
         const QString directory = logDirectory().chopped(1);
-        for (const bool isReplacement : {false, true}) {
-            Worker worker;
-            if (isReplacement) {
-                worker.write(1, "first");
-                QVERIFY(QFile::resize(onlyLogPath(), kLimit));
-            }
-            QVERIFY(removeLogDirectory() && makeFile(directory));
-            const QString earliest = worker.makeLogFilePath(1);
-            worker.write(1, "lost");
-            const QString latest = worker.makeLogFilePath(1);
-            QVERIFY(removeLogDirectory() && QDir().mkdir(directory));
-            worker.write(1, "silent");
-            worker.write(4, "another category");
-            QCOMPARE(writtenLogs(), QByteArray("another category\n"));
-            if (isReplacement) {
-                // A file of that size in its stead makes it begin another one.
-                for (const QString &path : {earliest, latest})
-                    QVERIFY(makeFile(path, kLimit));
-            } else {
-                worker.onClearData();
-            }
-            worker.write(1, "resumed");
-            QVERIFY(writtenLogs().contains("resumed\n") && !writtenLogs().contains("silent"));
-            QVERIFY(removeLogDirectory());
-        }
+        Worker worker;
+        worker.write(1, "first");
+        QVERIFY(QFile::resize(onlyLogPath(), kLimit) && removeLogDirectory() && makeFile(directory));
+        const QString earliest = worker.makeLogFilePath(1);
+        worker.write(1, "lost");
+        const QString latest = worker.makeLogFilePath(1);
+        QVERIFY(removeLogDirectory() && QDir().mkdir(directory));
+        worker.write(1, "silent");
+        worker.write(4, "another category");
+        QCOMPARE(writtenLogs(), QByteArray("another category\n"));
+        // A file of that size in its stead makes it begin another one.
+        QVERIFY(makeFile(earliest, kLimit) && makeFile(latest, kLimit));
+        worker.write(1, "resumed");
+        QVERIFY(writtenLogs().contains("resumed\n") && !writtenLogs().contains("silent"));
     }
 
     void thinsTheDirectoryOncePerName()
@@ -190,14 +164,6 @@ private Q_SLOTS:
             QVERIFY(writtenLogs().contains("first\n") && writtenLogs().contains("second\n"));
             QCOMPARE(writtenLogs().count('\n'), removals + 2);
         }
-    }
-
-    void comparesWholeDates()
-    {
-        Worker worker;
-        const QDate day(2026, 10, 25);
-        QVERIFY(worker.isSameDay(day, day) && !worker.isSameDay(day, day.addDays(1)));
-        QVERIFY(!worker.isSameDay(day, day.addMonths(1)) && !worker.isSameDay(day, day.addYears(1)));
     }
 };
 

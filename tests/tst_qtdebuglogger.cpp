@@ -1,16 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Brindlecast developers
 // SPDX-License-Identifier: MIT
 
+#include "support/Load.h"
 #include "support/TestSupport.h"
-
-#include <Brindlecast/QtDebugLogger.h>
 
 #include <QSignalSpy>
 #include <QtTest>
 
 #include <climits>
-#include <thread>
-#include <vector>
 
 class Logger : public QtDebugLogger
 {
@@ -84,63 +81,39 @@ private Q_SLOTS:
         logger()->setLogCategoryEnabled(true, 1);
     }
 
-    void offersTwoSignalsOnly()
-    {
-        const QMetaObject &meta = QtDebugLogger::staticMetaObject;
-        QCOMPARE(meta.methodCount() - meta.methodOffset() + meta.propertyCount() - meta.propertyOffset(), 2);
-        QCOMPARE(meta.method(meta.methodOffset()).methodSignature(), QByteArray("handleIOSignal(FileIOObjectPointer)"));
-        QCOMPARE(meta.method(meta.methodOffset() + 1).methodSignature(), QByteArray("clearSignal()"));
-        QCOMPARE(QMetaType::type("FileIOObjectPointer"), qMetaTypeId<FileIOObjectPointer>());
-    }
-
-    void formatsALine_data()
-    {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<QByteArray>("file");
-        QTest::addColumn<int>("line");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("expected");
-        const auto row
-            = [](const char *name, int type, const char *file, int line, const char *text, const char *made) {
-                  QTest::newRow(name) << type << QByteArray(file) << line << QString::fromUtf8(text)
-                                      << QString::fromUtf8(made) + QLatin1Char('\n');
-              };
-        row("debug", QtDebugMsg, "/src/main.cpp", 42, "disk low", "<Debug:> main.cpp 42: disk low");
-        row("warning", QtWarningMsg, "main.cpp", 42, "disk low", "<Warning:> main.cpp 42: disk low");
-        row("critical", QtCriticalMsg, "a/b", 1, "x", "<Critical:> b 1: x");
-        row("fatal", QtFatalMsg, "a/b", 1, "x", "<Fatal:> b 1: x");
-        row("information", QtInfoMsg, "a/b", 1, "x", "<Other:> b 1: x");
-        row("type 5", 5, "a/b", 1, "x", "<Other:> b 1: x");
-        row("type 1000", 1000, "a/b", 1, "x", "<Other:> b 1: x");
-        row("no file", QtDebugMsg, nullptr, 0, "x", "<Debug:>  0: x");
-        row("path that ends in a slash", QtDebugMsg, "a/", -1, "x", "<Debug:>  -1: x");
-        row("outside ASCII", QtDebugMsg, "/\u00e4.cpp", INT_MAX, "\u20ac", "<Debug:> \u00e4.cpp 2147483647: \u20ac");
-        row("empty", QtDebugMsg, "f", 1, "", "<Debug:> f 1: -");
-        row("blanks only", QtDebugMsg, "f", 1, " \t\n ", "<Debug:> f 1: ");
-        row("trimmed outside only", QtDebugMsg, "f", 1, "\n a \r\n\n b\t\n", "<Debug:> f 1: a \r\n\n b");
-        row("placeholders in the text", QtDebugMsg, "f", 1, "<TIM><FILE><LINE><TEXT>",
-            "<Debug:> f 1: <TIM><FILE><LINE><TEXT>");
-        row("placeholders still to come", QtDebugMsg, "<LINE>-<TEXT>", 7, "<LINE>", "<Debug:> 7-<LINE> 7: <LINE>");
-        row("placeholders passed", QtDebugMsg, "<TIM><TS><FILE>", 7, "x", "<Debug:> <TIM><TS><FILE> 7: x");
-    }
-
     void formatsALine()
     {
-        QFETCH(const int, type);
-        QFETCH(const QByteArray, file);
-        QFETCH(const int, line);
-        QFETCH(const QString, text);
-        const Requests requests;
+        const std::tuple<int, const char *, int, QString, QString> rows[]
+            = {{QtDebugMsg, "/src/main.cpp", 42, "disk low"_q, "<Debug:> main.cpp 42: disk low"_q},
+               {QtWarningMsg, "main.cpp", 42, "disk low"_q, "<Warning:> main.cpp 42: disk low"_q},
+               {QtCriticalMsg, "a/b", 1, "x"_q, "<Critical:> b 1: x"_q},
+               {QtFatalMsg, "a/b", 1, "x"_q, "<Fatal:> b 1: x"_q},
+               {QtInfoMsg, "a/b", 1, "x"_q, "<Other:> b 1: x"_q},
+               {5, "a/b", 1, "x"_q, "<Other:> b 1: x"_q},
+               {1000, "a/b", 1, "x"_q, "<Other:> b 1: x"_q},
+               {QtDebugMsg, nullptr, 0, "x"_q, "<Debug:>  0: x"_q},
+               {QtDebugMsg, "a/", -1, "x"_q, "<Debug:>  -1: x"_q},
+               {QtDebugMsg, "/\u00e4.cpp", INT_MAX, "\u20ac"_q, "<Debug:> \u00e4.cpp 2147483647: \u20ac"_q},
+               {QtDebugMsg, "f", 1, QString(), "<Debug:> f 1: -"_q},
+               {QtDebugMsg, "f", 1, " \t\n "_q, "<Debug:> f 1: "_q},
+               {QtDebugMsg, "f", 1, "\n a \r\n\n b\t\n"_q, "<Debug:> f 1: a \r\n\n b"_q}, // trimmed outside only
+               {QtDebugMsg, "f", 1, "<TIM><FILE><LINE><TEXT>"_q, "<Debug:> f 1: <TIM><FILE><LINE><TEXT>"_q},
+               // Placeholders in the file's name are replaced where their turn is still to come.
+               {QtDebugMsg, "<LINE>-<TEXT>", 7, "<LINE>"_q, "<Debug:> 7-<LINE> 7: <LINE>"_q},
+               {QtDebugMsg, "<TIM><TS><FILE>", 7, "x"_q, "<Debug:> <TIM><TS><FILE> 7: x"_q}};
         const QString format = "'['yyyy-MM-dd hh:mm:ss'] '"_q;
-        const QString before = QDateTime::currentDateTime().toString(format);
-        const QMessageLogContext context(file.isNull() ? nullptr : file.constData(), line, "function", "category");
-        Logger::outputMessage(static_cast<QtMsgType>(type), context, text);
-        QCOMPARE(requests.size(), 1);
-        const FileIOObjectPointer request = requests.last();
-        QVERIFY(request->category == 1 && request->path.isEmpty() && request->state == eIONONE && !request->parent());
-        const QString time = requests.lastLine().left(22);
-        QVERIFY2(before <= time && time <= QDateTime::currentDateTime().toString(format), qPrintable(time));
-        QTEST(requests.lastLine().mid(22), "expected");
+        for (const auto &[type, file, line, text, expected] : rows) {
+            const Requests requests;
+            const QString before = QDateTime::currentDateTime().toString(format);
+            Logger::outputMessage(static_cast<QtMsgType>(type), {file, line, "function", "category"}, text);
+            QCOMPARE(requests.size(), 1);
+            const auto request = requests.last();
+            QVERIFY(request->category == 1 && request->path.isEmpty() && request->state == eIONONE);
+            QVERIFY(!request->parent());
+            const QString time = requests.lastLine().left(22);
+            QVERIFY2(before <= time && time <= QDateTime::currentDateTime().toString(format), qPrintable(time));
+            QCOMPARE(requests.lastLine().mid(22), expected + "\n"_q);
+        }
     }
 
     void passesEnabledCategoriesOn()
@@ -255,13 +228,9 @@ private Q_SLOTS:
     void flushesForManyThreads()
     {
         std::atomic<int> missing{0};
-        std::atomic<bool> isOver{false};
-        std::thread others([&isOver] {
-            for (; !isOver.load(); QThread::usleep(20))
-                append("another's");
-        });
+        logger()->enableOutputFile();
+        Loggers others(1, 20);
         std::vector<std::thread> threads;
-        threads.reserve(4);
         for (int thread = 0; thread < 4; ++thread) {
             threads.emplace_back([thread, &missing] {
                 for (int round = 0; round < 20; ++round) {
@@ -273,8 +242,7 @@ private Q_SLOTS:
         }
         for (std::thread &thread : threads)
             thread.join();
-        isOver.store(true);
-        others.join();
+        others.finish();
         QCOMPARE(missing.load(), 0);
     }
 
