@@ -5,7 +5,7 @@
 
 #include <Brindlecast/CommonListItemData.h>
 
-#include <QtTest>
+#include <QTest>
 
 class tst_CommonListItemData : public QObject
 {

@@ -6,7 +6,8 @@
 #include <Brindlecast/CommonListViewModel.h>
 
 #include <QAbstractItemModelTester>
-#include <QtTest>
+#include <QJsonObject>
+#include <QTest>
 
 #include <atomic>
 #include <limits>

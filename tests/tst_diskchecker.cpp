@@ -6,7 +6,7 @@
 #include <Brindlecast/DiskChecker.h>
 
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

@@ -5,7 +5,9 @@
 
 #include <Brindlecast/DiskSpaceChecker.h>
 
-#include <QtTest>
+#include <QStorageInfo>
+#include <QTemporaryDir>
+#include <QTest>
 
 #include <atomic>
 #include <thread>

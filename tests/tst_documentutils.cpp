@@ -5,8 +5,10 @@
 
 #include <Brindlecast/DocumentUtils.h>
 
+#include <QDebug>
+#include <QTemporaryDir>
+#include <QTest>
 #include <QTextCodec>
-#include <QtTest>
 
 #include <random>
 

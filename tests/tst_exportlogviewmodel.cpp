@@ -6,7 +6,12 @@
 #include <Brindlecast/ExportLogViewModel.h>
 #include <Brindlecast/LogDirectory_p.h>
 
-#include <QtTest>
+#include <QRegularExpression>
+#include <QScopedValueRollback>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QVector>
 
 #include <functional>
 #include <limits>

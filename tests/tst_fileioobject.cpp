@@ -6,8 +6,8 @@
 #include <Brindlecast/FileIOObject.h>
 
 #include <QTemporaryDir>
+#include <QTest>
 #include <QTextStream>
-#include <QtTest>
 
 #include <csignal>
 

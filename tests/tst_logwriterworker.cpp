@@ -5,7 +5,7 @@
 
 #include <Brindlecast/LogWriterWorker.h>
 
-#include <QtTest>
+#include <QTest>
 
 class Worker : public LogWriterWorker
 {

@@ -4,8 +4,9 @@
 #include "support/Load.h"
 #include "support/TestSupport.h"
 
+#include <QElapsedTimer>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include <climits>
 
