@@ -172,12 +172,7 @@ QString ExportLogViewModel::currentFolderPath()
 
 void ExportLogViewModel::setAllSelected()
 {
-    m_isSelectAll = true;
-    bool isChanged = false;
-    for (int index = 0; index < m_currentViewModel->count(); ++index)
-        isChanged = setItemSelected(index) || isChanged;
-    if (isChanged)
-        Q_EMIT selectedNumberChangedSignal();
+    markAll(true);
 }
 
 void ExportLogViewModel::setSelected(int index)
@@ -194,12 +189,7 @@ void ExportLogViewModel::setUnselected(int index)
 
 void ExportLogViewModel::setNoneSelected()
 {
-    m_isSelectAll = false;
-    bool isChanged = false;
-    for (int index = 0; index < m_currentViewModel->count(); ++index)
-        isChanged = setItemUnselected(index) || isChanged;
-    if (isChanged)
-        Q_EMIT selectedNumberChangedSignal();
+    markAll(false);
 }
 
 bool ExportLogViewModel::isItemSelected(int index, bool &isSelected)
@@ -310,6 +300,16 @@ void ExportLogViewModel::rebuildRows(const Listing &listing)
         return;
     RowChange filled = {&shown, m_isSelectAll ? rows.size() : 0, markedFileSize};
     changeRows(filled, [this, &rows] { m_currentViewModel->setListData(rows); });
+}
+
+void ExportLogViewModel::markAll(bool isSelected)
+{
+    m_isSelectAll = isSelected;
+    bool isChanged = false;
+    for (int index = 0; index < m_currentViewModel->count(); ++index)
+        isChanged = (isSelected ? setItemSelected(index) : setItemUnselected(index)) || isChanged;
+    if (isChanged)
+        Q_EMIT selectedNumberChangedSignal();
 }
 
 qint64 ExportLogViewModel::fileSizeOfRow(int index) const

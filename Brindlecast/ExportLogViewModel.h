@@ -182,6 +182,7 @@ private:
     struct RowChange;
     template <typename Change> void changeRows(RowChange &rowChange, Change change);
     void rebuildRows(const Listing &listing);
+    void markAll(bool isSelected);
     void alignEntries();
     qint64 fileSizeOfRow(int index) const;
     void followRowsAboutToBeReset();
