@@ -230,16 +230,21 @@ QVector<Scenario> &scenarios()
 
 SCENARIO(leaves, 100000)
 {
-    for (const bool isThread : {false, true}) {
-        runHost({}, [isThread] {
+    const auto exitHere = [] {
+        raiseAll(0, 2000);
+        std::exit(kFine);
+    };
+    const auto exitInAThread = [exitHere] { std::thread(exitHere).join(); };
+    for (const std::function<void()> &exitProcess : {std::function<void()>(exitHere), {exitInAThread}}) {
+        runHost({}, [exitProcess] {
             const Host host;
-            const auto exitFromHere = [] {
-                raiseAll(0, 2000);
-                std::exit(kFine);
-            };
-            isThread ? std::thread(exitFromHere).join() : exitFromHere();
+            exitProcess();
         });
         expectWholeLines(2000);
+        runHost({kFine, nullptr}, [exitProcess] {
+            expect(!startLogging()->flush(100), "no line delivered without an application");
+            exitProcess();
+        });
     }
     runHost({}, [amount] {
         const Host host;
@@ -281,19 +286,6 @@ SCENARIO(leavesWithAStalledDisk, 10)
     });
     expect(timer.elapsed() < 10000, "an end within ten seconds");
     expectWholeLines(1);
-}
-
-SCENARIO(endsWithoutAnApplication, 100)
-{
-    for (const bool isThread : {false, true}) {
-        runHost({kFine, nullptr}, [amount, isThread] {
-            startLogging();
-            raiseAll(0, amount);
-            expect(!startLogging()->flush(100), "no line delivered");
-            if (isThread)
-                std::thread([] { std::exit(kFine); }).join();
-        });
-    }
 }
 
 SCENARIO(logsFromStaticDestructors, 4)
