@@ -89,9 +89,8 @@ QFileInfoList filesInOrder(QDir folder, const QStringList &suffixes, QDir::SortF
     // takes 0.5 ms and 2 ms.
     const auto isOther = [&suffixes](const QFileInfo &entry) {
         const QString name = entry.fileName();
-        return std::none_of(suffixes.begin(), suffixes.end(), [&name](const QString &suffix) {
-            return name.endsWith(suffix, Qt::CaseInsensitive);
-        });
+        return std::none_of(suffixes.begin(), suffixes.end(),
+                            [&name](const QString &suffix) { return name.endsWith(suffix, Qt::CaseInsensitive); });
     };
     entries.erase(std::remove_if(entries.begin(), entries.end(), isOther), entries.end());
     if (isByTime)

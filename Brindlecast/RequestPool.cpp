@@ -8,7 +8,8 @@
 
 namespace {
 
-constexpr int kMostPooled = 256; // Some 150 KiB, and more than the bursts that a writer keeps up with.
+constexpr int kMostPooled = 256; // Some 250 KiB, and more than the bursts that a writer keeps up with.
+constexpr int kLongestKeptLine = 512;
 
 std::mutex access; // Only ever tried, so that no thread waits, or makes a system call, for it.
 static_assert(std::is_trivially_destructible<std::mutex>::value, "must be usable after static destructors");
@@ -43,17 +44,22 @@ bool isUsedAsRequestOnly(const FileIOObject &request)
 void giveBack(FileIOObject *request)
 {
     request->category = 1;
-    request->contentList.erase(request->contentList.begin(), request->contentList.end()); // Keeps the allocation.
+    if (request->contentList.size() != 1 || request->contentList.constFirst().capacity() > kLongestKeptLine)
+        request->contentList.clear();
     if (!isUsedAsRequestOnly(*request) || !tryToPool(request))
         delete request;
 }
 
 } // namespace
 
-FileIOObjectPointer RequestPool::take()
+FileIOObjectPointer RequestPool::take(const QString &line)
 {
     FileIOObject *request = takePooled();
     if (request == nullptr)
         request = new FileIOObject(nullptr);
+    if (request->contentList.isEmpty())
+        request->contentList.append(line);
+    else
+        request->contentList.first().setUnicode(line.constData(), line.size()); // Where the former line was.
     return FileIOObjectPointer(request, giveBack);
 }

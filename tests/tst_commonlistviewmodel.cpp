@@ -7,11 +7,14 @@
 
 #include <QAbstractItemModelTester>
 #include <QJsonObject>
+#include <QMap>
 #include <QTest>
 
 #include <atomic>
+#include <functional>
 #include <limits>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -36,6 +39,14 @@ public:
     {
         setRoleNamesOfRow({"name"_q, "mark"_q});
         setListData({record("A"_q), record("B"_q), record("C"_q)});
+        const auto note = [this](const QString &event) { return [this, event] { m_events += event; }; };
+        connect(this, &QAbstractItemModel::modelAboutToBeReset, this, note(" reset("_q));
+        connect(this, &QAbstractItemModel::modelReset, this, note(")"_q));
+        connect(this, &QAbstractItemModel::rowsAboutToBeInserted, this,
+                [this](const QModelIndex &, int first, int last) { m_events += " %1-%2("_q.arg(first).arg(last); });
+        connect(this, &QAbstractItemModel::rowsInserted, this, note(")"_q));
+        connect(this, &QAbstractItemModel::dataChanged, this, note(" data"_q));
+        connect(this, &CommonListViewModel::countUpdated, this, note(" count"_q));
     }
     int rowCount(const QModelIndex &parent) const override
     {
@@ -43,37 +54,26 @@ public:
     }
     using CommonListViewModel::roleNames;
 
-    QString names()
+    // The rows, and what was announced since the last call.
+    QString state()
     {
-        QString result;
-        for (int row = 0; row < count(); ++row)
-            result += data(index(row), Qt::UserRole + 1).toString();
-        return result;
+        QString names;
+        for (int row = 0; row < property("count").toInt(); ++row)
+            names += data(index(row), Qt::UserRole + 1).toString();
+        return names + std::exchange(m_events, {});
     }
 
-    // Runs "name row". The record that is passed changes afterwards, which must not reach the rows.
-    void run(const QString &operation)
-    {
-        const QString name = operation.section(" "_q, 0, 0);
-        const int row = operation.section(" "_q, 1).toInt();
-        CommonItemDataList list = {record("X"_q), record("Y"_q)};
-        if (name == "append"_q)
-            addItemData(list.constFirst());
-        else if (name == "insert"_q)
-            insertItemDataAt(row, list.constFirst());
-        else if (name == "update"_q)
-            updateItemDataAt(row, list.constFirst());
-        else if (name == "set"_q)
-            setItemValue(row, "name"_q, "X"_q);
-        else if (name == "up"_q || name == "down"_q)
-            name == "up"_q ? moveUpItemDataAt(row) : moveDownItemDataAt(row);
-        else if (name == "remove"_q)
-            removeItemDataAt(row);
-        else
-            name == "clear"_q ? clear() : setListData(list.mid(row));
-        list.first().setValue("name"_q, "changed"_q);
-    }
+private:
+    QString m_events;
 };
+
+const QMap<QString, std::function<void(TestedModel &, int, const CommonListItemData &)>> operations
+    = {{"insert"_q, [](auto &model, int row, const auto &data) { model.insertItemDataAt(row, data); }},
+       {"update"_q, [](auto &model, int row, const auto &data) { model.updateItemDataAt(row, data); }},
+       {"set"_q, [](auto &model, int row, const auto &) { model.setItemValue(row, "name"_q, "X"_q); }},
+       {"up"_q, [](auto &model, int row, const auto &) { model.moveUpItemDataAt(row); }},
+       {"down"_q, [](auto &model, int row, const auto &) { model.moveDownItemDataAt(row); }},
+       {"remove"_q, [](auto &model, int row, const auto &) { model.removeItemDataAt(row); }}};
 
 } // namespace
 
@@ -82,84 +82,55 @@ class tst_CommonListViewModel : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void changesAndAnnounces_data()
+    void changesARow()
     {
-        QTest::addColumn<QString>("names");
-        QTest::addColumn<QString>("announced");
-        QTest::newRow("append") << "ABCX"_q
-                                << "insert(3,3 ) count"_q;
-        QTest::newRow("insert 0") << "XABC"_q
-                                  << "reset( )"_q;
-        QTest::newRow("insert 2") << "ABXC"_q
-                                  << "reset( )"_q;
-        QTest::newRow("update 1") << "AXC"_q
-                                  << "reset( )"_q;
-        QTest::newRow("set 2") << "ABX"_q
-                               << "reset( )"_q;
-        QTest::newRow("up 2") << "ACB"_q
-                              << "reset( )"_q;
-        QTest::newRow("up 1") << "BAC"_q
-                              << "reset( )"_q;
-        QTest::newRow("down 0") << "BAC"_q
-                                << "reset( )"_q;
-        QTest::newRow("remove 0") << "BC"_q
-                                  << "reset( )"_q;
-        QTest::newRow("remove 2") << "AB"_q
-                                  << "reset( )"_q;
-        QTest::newRow("clear") << ""_q
-                               << "reset( ) count"_q;
-        QTest::newRow("replace 0") << "XY"_q
-                                   << "reset( ) count"_q;
-        QTest::newRow("replace 2") << ""_q
-                                   << "reset( ) count"_q;
-        QTest::newRow("up 0") << "ABC"_q
-                              << ""_q;
-        QTest::newRow("down 2") << "ABC"_q
-                                << ""_q;
-        for (const char *name : {"insert", "update", "set", "up", "down", "remove"}) {
+        QStringList rows
+            = "insert 0 XABC,insert 2 ABXC,update 1 AXC,set 2 ABX,up 2 ACB,up 1 BAC,down 0 BAC,remove 0 BC,"
+              "remove 2 AB,up 0 ABC,down 2 ABC"_q.split(","_q);
+        for (const QString &name : operations.keys()) {
             for (const int row : {kLowest, -1, 3, kHighest})
-                QTest::addRow("%s %d", name, row) << "ABC"_q
-                                                  << ""_q;
+                rows.append("%1 %2 ABC"_q.arg(name).arg(row));
+        }
+        for (const QString &row : qAsConst(rows)) {
+            const auto &operation = operations[row.section(" "_q, 0, 0)];
+            TestedModel model;
+            const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+            CommonListItemData passed = record("X"_q);
+            operation(model, row.section(" "_q, 1, 1).toInt(), passed);
+            passed.setValue("name"_q, "changed"_q); // Which must not reach the rows.
+            const QString names = row.section(" "_q, 2);
+            QCOMPARE(row + model.state(), row + names + (names == "ABC"_q ? QString() : " reset()"_q));
+            model.setListData({});
+            QCOMPARE(model.state(), " reset() count"_q);
+            operation(model, 0, passed); // An empty model refuses every row.
+            QCOMPARE(model.state(), QString());
         }
     }
 
-    void changesAndAnnounces()
+    void changesAllRows()
     {
         TestedModel model;
         const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-        QStringList events;
-        const auto note = [&events](const QString &event) { return [&events, event] { events.append(event); }; };
-        connect(&model, &QAbstractItemModel::modelAboutToBeReset, this, note("reset("_q));
-        connect(&model, &QAbstractItemModel::modelReset, this, note(")"_q));
-        connect(
-            &model, &QAbstractItemModel::rowsAboutToBeInserted, this,
-            [&](const QModelIndex &, int first, int last) { events.append("insert(%1,%2"_q.arg(first).arg(last)); });
-        connect(&model, &QAbstractItemModel::rowsInserted, this, note(")"_q));
-        connect(&model, &QAbstractItemModel::dataChanged, this, note("data"_q));
-        connect(&model, &CommonListViewModel::countUpdated, this, note("count"_q));
-        model.run(QString::fromLatin1(QTest::currentDataTag()));
-        QTEST(model.names(), "names");
-        QCOMPARE(model.property("count").toInt(), model.names().size());
-        QTEST(events.join(" "_q), "announced");
-
-        // An empty model refuses every row, and still says that it is cleared.
-        model.clear();
-        events.clear();
-        for (const QString &name : {"insert"_q, "update"_q, "set"_q, "up"_q, "down"_q, "remove"_q, "clear"_q})
-            model.run(name);
-        QCOMPARE(events.join(" "_q), "reset( ) count"_q);
+        CommonItemDataList passed = {record("X"_q), record("Y"_q)};
+        model.addItemData(passed.constFirst());
+        QCOMPARE(model.state(), "ABCX 3-3() count"_q);
+        for (int i = 0; i < 2; ++i) {
+            model.clear();
+            QCOMPARE(model.state(), " reset() count"_q); // Even when there was nothing to clear.
+        }
+        model.setListData(passed);
+        passed.first().setValue("name"_q, "changed"_q);
+        QCOMPARE(model.state(), "XY reset() count"_q);
     }
 
     void survivesRowsTakenAwayByASlot()
     {
-        for (const QString &operation : {"insert 2"_q, "update 2"_q, "set 1"_q, "up 1"_q, "down 0"_q, "remove 1"_q}) {
+        for (const auto &operation : operations) {
             TestedModel model;
-            int resets = 0;
             connect(&model, &QAbstractItemModel::modelAboutToBeReset, this,
-                    [&] { ++resets == 1 ? model.setListData({record("Z"_q)}) : void(); });
-            model.run(operation);
-            QCOMPARE(operation + model.names(), operation + "Z"_q);
-            QCOMPARE(resets, 2);
+                    [&model] { model.count() == 3 ? model.setListData({record("Z"_q)}) : void(); });
+            operation(model, 1, record("X"_q));
+            QCOMPARE(model.state(), "Z reset( reset() count)"_q);
         }
     }
 
@@ -182,12 +153,13 @@ private Q_SLOTS:
         disconnect(connection);
         other.join();
         QVERIFY(!wasDoneWithinReset);
-        QCOMPARE(model.names(), "BC"_q); // the row that the other thread had checked was gone when its turn came
+        QCOMPARE(model.get(1).value("name"_q),
+                 "C"_q); // The row that the other thread had checked was gone by its turn.
 
         connect(&model, &CommonListViewModel::countUpdated, &context,
                 [&] { std::thread([&] { model.removeItemDataAt(0); }).join(); });
-        model.run("replace"_q);
-        QCOMPARE(model.names(), "Y"_q);
+        model.setListData({record("X"_q), record("Y"_q)});
+        QCOMPARE(model.get(0).value("name"_q), "Y"_q);
     }
 
     void readsByRoleAndAsJson()
@@ -206,7 +178,7 @@ private Q_SLOTS:
         QVERIFY(QMetaObject::invokeMethod(&model, "get", Q_RETURN_ARG(QJsonObject, row), Q_ARG(int, 1)));
         QCOMPARE(row, QJsonObject({{"name"_q, "B"_q}, {"none"_q, QJsonValue()}, {"size"_q, 5e9}}));
         QVERIFY(model.get(kLowest).isEmpty() && model.get(3).isEmpty());
-        model.run("update 1"_q);
+        model.updateItemDataAt(1, record("X"_q));
         QCOMPARE(model.get(1).keys(), QStringList("name"_q));
 
         const QModelIndex staleIndex = model.index(2);
@@ -214,7 +186,7 @@ private Q_SLOTS:
         QVERIFY(!model.data(staleIndex, 257).isValid());
         model.setRoleNamesOfRow({"name"_q, "name"_q, "größe"_q});
         QCOMPARE(model.roleNames(), (Roles{{257, "name"}, {258, "name"}, {259, "größe"}}));
-        model.run("replace"_q);
+        model.addItemData(record("X"_q));
         QCOMPARE(model.data(model.index(0), 258), QVariant("X"_q));
     }
 };
