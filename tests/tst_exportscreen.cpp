@@ -3,14 +3,12 @@
 
 // Runs tst_exportscreen.qml against the screen of the export example.
 
+#include "support/TestSupport.h"
+
 #include <ScreenTypes.h>
 
 #include <Brindlecast/QtDebugLogger.h>
 
-#include <QDateTime>
-#include <QDir>
-#include <QFile>
-#include <QObject>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QTemporaryDir>
@@ -47,8 +45,8 @@ public:
     }
     Q_INVOKABLE bool remove(const QString &path)
     {
-        const bool isRemoved = QFileInfo(path).isDir() ? QDir(path).removeRecursively() : QFile::remove(path);
-        return isRemoved || !QFileInfo::exists(path);
+        const bool isFolder = QFileInfo(path).isDir();
+        return isFolder ? QDir(path).removeRecursively() : !QFile::exists(path) || QFile::remove(path);
     }
     Q_INVOKABLE bool makePath(const QString &path) { return QDir().mkpath(path); }
     /** Writes a file of `size` bytes, last changed `minutes` minutes after a certain time. */
@@ -63,11 +61,7 @@ public:
     {
         return QDir(path).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
     }
-    Q_INVOKABLE QString content(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
+    Q_INVOKABLE QString content(const QString &path) { return QString::fromUtf8(fileContents(path)); }
     /** Puts an empty disk on a folder, with the mount options of a tmpfs. False where that is not allowed. */
     Q_INVOKABLE bool mountDisk(const QString &options, const QString &path)
     {
@@ -89,7 +83,7 @@ public:
     Q_INVOKABLE bool flushLog() { return QtDebugLogger::getInstance()->flush(5000); }
 
 private:
-    const QString m_logDirectory = QStringLiteral(BRINDLECAST_LOG_ROOT "ftp/log/");
+    const QString m_logDirectory = logDirectory();
     std::vector<std::unique_ptr<QTemporaryDir>> m_folders;
     std::vector<QByteArray> m_mounted;
 };

@@ -39,16 +39,10 @@ Item {
             stick = disk.makeFolder()
         }
 
-        function cleanup() {
-            if (view)
-                view.destroy()
-            view = null
-            wait(0)
-        }
-
+        function write(log, size, minutes) { verify(disk.write(logs + "/log-" + log + ".log", size, minutes)) }
         function writeLogs(count, size) {
             for (let i = 0; i < count; ++i)
-                verify(disk.write(logs + "/log-" + (100 + i) + ".log", size, i))
+                write(100 + i, size, i)
         }
 
         function open() {
@@ -67,69 +61,53 @@ Item {
         function text(name) { return item(name).visible ? item(name).text : "" }
         function click(name) { mouseClick(item(name)) }
         function list() { return item("logList") }
-        function rowNames() {
-            const names = []
-            for (let i = 0; i < list().count; ++i)
-                names.push(screen.files.get(i).file_name.slice(4, 7))
-            return names.join(" ")
+        function rows(areWanted) {
+            const all = [...Array(list().count).keys()].map(row => screen.files.get(row))
+            return all.filter(areWanted).map(row => row.file_name.slice(4, 7)).join(" ")
         }
-        function marked() {
-            const names = []
-            for (let i = 0; i < list().count; ++i)
-                if (screen.files.get(i).selected)
-                    names.push(screen.files.get(i).file_name.slice(4, 7))
-            return names.join(" ")
-        }
+        function rowNames() { return rows(() => true) }
+        function marked() { return rows(row => row.selected) }
+        function selection() { return text("selectedNumberText") + ", " + text("selectedSizeText") }
         function exportAll() {
             click("allButton")
             click("exportButton")
+        }
+        function result() {
+            tryCompare(item("result"), "visible", true, 20000)
+            return ["resultTitle", "resultText", "detailText", "removeText"].map(text)
         }
 
         function test_selecting() {
             writeLogs(12, 1536)
             open()
-            compare(text("selectedNumberText"), "0")
-            verify(!item("exportButton").enabled)
-
-            click("row0")
-            click("row2")
-            compare(marked(), "111 109")
-            compare(text("selectedNumberText") + ", " + text("selectedSizeText"), "2, 3 KB")
-            tryCompare(item("row2"), "marked", true)
-            verify(item("exportButton").enabled)
-
-            click("row0")
-            compare(text("selectedNumberText"), "1")
-            click("allButton")
-            compare(text("selectedNumberText") + ", " + text("selectedSizeText"), "12, 18 KB")
-            tryCompare(item("row1"), "marked", true)
-            click("noneButton")
-            compare(marked(), "")
-            verify(!item("exportButton").enabled)
+            const steps = [["noneButton", "", "0, 0 KB"], ["row0", "111", "1, 1 KB"], ["row2", "111 109", "2, 3 KB"],
+                           ["row0", "109", "1, 1 KB"], ["allButton", rowNames(), "12, 18 KB"]]
+            for (const [button, names, counters] of steps.concat([steps[0]])) {
+                click(button)
+                compare([marked(), selection()], [names, counters])
+                compare(item("exportButton").enabled, names !== "")
+                tryCompare(item("row2"), "marked", names.includes("109"))
+            }
         }
 
         function test_rowsAndSorting() {
-            verify(disk.write(logs + "/log-100.log", 3000000, 1))
-            verify(disk.write(logs + "/log-101.log", 10, 0))
-            verify(disk.write(logs + "/log-102.log", 2048, 2))
+            write(100, 3000000, 1)
+            write(101, 10, 0)
+            write(102, 2048, 2)
             open()
             compare(rowNames(), "102 100 101")
-            const row = item("row1")
-            compare(findChild(row, "nameText").text, "log-100.log")
-            compare(findChild(row, "sizeText").text, "2.9 MB")
-            compare(findChild(row, "dateText").text, "16 Nov 2026, 08:01")
-            click("order1")
-            compare(rowNames(), "101 100 102")
-            click("order2")
-            compare(rowNames(), "100 102 101")
-            click("order0")
-            compare(rowNames(), "102 100 101")
+            compare(["nameText", "sizeText", "dateText"].map(name => findChild(item("row1"), name).text),
+                    ["log-100.log", "2.9 MB", "16 Nov 2026, 08:01"])
+            for (const [order, names] of [[1, "101 100 102"], [2, "100 102 101"], [0, "102 100 101"]]) {
+                click("order" + order)
+                compare(rowNames(), names)
+            }
 
             // The log in use grows without a report; its row and the total follow, and its mark stays.
             click("row2")
-            verify(disk.write(logs + "/log-101.log", 5000, 0))
+            write(101, 5000, 0)
             tryVerify(() => findChild(item("row2"), "sizeText").text === "4.9 KB", 10000)
-            compare(text("selectedNumberText") + ", " + text("selectedSizeText"), "1, 4 KB")
+            compare(selection(), "1, 4 KB")
         }
 
         function test_rolledLogKeepsChoiceAndPlace() {
@@ -140,30 +118,19 @@ Item {
                 click(row)
                 tryCompare(list(), "contentY", 600)
             }
-            verify(disk.write(logs + "/log-200.log", 1024, 60))
+            write(200, 1024, 60)
             tryCompare(list(), "count", 31)
-            compare(marked(), "117 116")
-            compare(text("selectedNumberText"), "2")
+            compare([marked(), selection()], ["117 116", "2, 2 KB"])
             tryCompare(list(), "contentY", 600)
 
             // Under "All" a log that is new is taken too, but not one that was left out by hand.
             click("allButton")
             tryCompare(list(), "contentY", 600)
             click("row12")
-            verify(disk.write(logs + "/log-201.log", 1024, 61))
+            write(201, 1024, 61)
             tryCompare(list(), "count", 32)
-            compare(text("selectedNumberText"), "31")
+            compare(selection(), "31, 31 KB")
             verify(!marked().includes("118"))
-        }
-
-        function test_manyLogsAreMarkedAtOnce() {
-            // Some 50 ms; 4 s if the view followed every mark.
-            writeLogs(1500, 1)
-            open()
-            const begin = Date.now()
-            click("allButton")
-            compare(text("selectedNumberText"), "1500")
-            verify(Date.now() - begin < 1500, Date.now() - begin)
         }
 
         function test_export() {
@@ -174,11 +141,8 @@ Item {
             verify(/^[0-9.]+ [GT]B free$/.test(text("freeText")), text("freeText"))
             exportAll()
             verify(item("copying").visible)
-            tryCompare(item("result"), "visible", true)
-            compare(text("resultTitle"), "Export done")
-            compare(text("resultText"), "3 of 3 logs copied.")
-            compare(text("detailText"), "1 kept beside older copies of the same name.")
-            compare(text("removeText"), "You may remove the stick.")
+            compare(result(), ["Export done", "3 of 3 logs copied.", "1 kept beside older copies of the same name.",
+                               "You may remove the stick."])
             compare(disk.list(stick), ["log-100.log", "log-101-2.log", "log-101.log", "log-102.log"])
             compare(disk.content(stick + "/log-101.log"), "xxxxxxx")
             compare(disk.content(stick + "/log-101-2.log"), disk.content(logs + "/log-101.log"))
@@ -194,14 +158,10 @@ Item {
             tryVerify(() => screen.job.filesDone >= 3)
             click("cancelButton")
             compare(text("stepText"), "Cancelling…")
-            tryCompare(item("result"), "visible", true)
-            const copied = screen.job.copiedCount
-            verify(copied >= 3 && copied < 300, copied)
-            compare(text("resultTitle"), "Cancelled")
-            compare(text("resultText"), copied + " of 300 logs copied.")
-            compare(text("removeText"), "You may remove the stick.")
+            const shown = result()
             const names = disk.list(stick)
-            compare(names.length, copied)
+            verify(names.length >= 3 && names.length < 300, names.length)
+            compare(shown, ["Cancelled", names.length + " of 300 logs copied.", "", "You may remove the stick."])
             names.forEach(name => compare(disk.content(stick + "/" + name).length, 5000))
         }
 
@@ -212,7 +172,6 @@ Item {
             tryVerify(() => screen.job.filesDone >= 1)
             view.destroy()
             wait(50)
-            view = screenComponent.createObject(root)
             const names = disk.list(stick)
             verify(names.length > 0 && names.length < 300, names.length)
             verify(names.every(name => name.endsWith(".log")), names)
@@ -250,15 +209,12 @@ Item {
             screen.exportSelected()
             if (row.during)
                 row.during()
-            tryCompare(item("result"), "visible", true, 20000)
-            compare(text("resultTitle"), row.title)
-            compare(text("removeText") !== "", row.remove)
-            if (row.copied !== undefined)
-                compare(text("detailText"), row.detail || "")
+            const [title, , detail, remove] = result()
+            compare([title, remove !== ""], [row.title, row.remove])
             const left = disk.list(stick)
             verify(left.every(name => name.endsWith(".log")), left)
             if (row.copied !== undefined)
-                compare(left.length, row.copied)
+                compare([detail, left.length], [row.detail || "", row.copied])
             click("okButton")
             verify(item("choosing").visible)
         }
@@ -274,7 +230,7 @@ Item {
             verify(disk.makePath(logs) && disk.makePath(stick))
             tryVerify(() => text("emptyTitle") === "No logs yet")
             tryVerify(() => text("destinationText") === stick)
-            verify(disk.write(logs + "/log-100.log", 10, 0))
+            write(100, 10, 0)
             tryVerify(() => list().visible && list().count === 1)
             waitForRendering(view)
             click("row0")
@@ -314,15 +270,13 @@ Item {
             verify(disk.flushLog())
             tryVerify(() => newest() !== before)
             const said = disk.content(disk.logDirectory + newest())
-            verify(said.includes("said while logging is on"))
-            verify(!said.includes("said while logging is off"))
+            verify(said.includes("said while logging is on") && !said.includes("said while logging is off"), said)
 
             // What has been said by now is in the copy, although much of it is still on its way to the file.
             click("row0")
             disk.log("said before the export", 20000)
             click("exportButton")
-            tryCompare(item("result"), "visible", true, 20000)
-            compare(text("resultTitle"), "Export done")
+            compare(result()[0], "Export done")
             compare(disk.content(stick + "/" + disk.list(stick)[0]).split("said before the export").length, 20001)
             click("loggingSwitch")
         }
