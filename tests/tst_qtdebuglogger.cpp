@@ -119,24 +119,19 @@ private Q_SLOTS:
 
     void passesEnabledCategoriesOn()
     {
-        const std::tuple<bool, unsigned long, QString> rows[] = {{true, 0, {}},
-                                                                 {true, 66, "2 64 "_q},
-                                                                 {true, 128, {}},
-                                                                 {true, ULONG_MAX, "1 2 4 8 16 32 64 "_q},
-                                                                 {false, 3, "4 8 16 32 64 "_q},
-                                                                 {false, 128, "1 2 4 8 16 32 64 "_q},
-                                                                 {false, 255, {}}};
-        for (const auto &[isEnabled, mask, expected] : rows) {
-            logger()->clearData();
-            logger()->setLogCategoryEnabled(true, isEnabled ? 0 : 127);
-            logger()->setLogCategoryEnabled(isEnabled, mask);
-            const Requests requests;
-            for (unsigned long category = 0; category <= 1024; ++category)
-                append("line\n", category);
-            QString passed;
-            for (const QVariantList &arguments : requests)
-                passed += "%1 "_q.arg(arguments.constFirst().value<FileIOObjectPointer>()->category);
-            QCOMPARE(passed, expected);
+        for (const bool isEnabled : {true, false}) {
+            for (const unsigned long mask : {0UL, 3UL, 66UL, 128UL, 255UL, ULONG_MAX}) {
+                logger()->clearData();
+                logger()->setLogCategoryEnabled(true, isEnabled ? 0 : 127);
+                logger()->setLogCategoryEnabled(isEnabled, mask);
+                const Requests requests;
+                for (unsigned long category = 0; category <= 1024; ++category)
+                    append("line\n", category);
+                unsigned long passed = 0;
+                for (const QVariantList &arguments : requests)
+                    passed += arguments.constFirst().value<FileIOObjectPointer>()->category;
+                QCOMPARE(passed, isEnabled ? mask & 127 : 127 & ~mask);
+            }
         }
     }
 
@@ -152,16 +147,10 @@ private Q_SLOTS:
         for (const auto &[name, raise, type, line] : operations) {
             const QString text = "%1 %2 %3 \"a \\\"b\\\"\\n\u00e4\""_q.arg(file, QString::fromLatin1(name)).arg(line);
             const QString function = "void QtDebugLogger::%1(const QString&)"_q.arg(QString::fromLatin1(name));
-            {
-                const Recorder recorder;
-                (logger()->*raise)("a \"b\"\n\u00e4"_q);
-                QCOMPARE(Recorder::messages(),
-                         QStringList("%1 %2:%3 %4: "_q.arg(type).arg(file).arg(line).arg(function) + text));
-            }
-            logger()->enableOutputFile();
-            const Requests requests;
+            const Recorder recorder;
             (logger()->*raise)("a \"b\"\n\u00e4"_q);
-            QVERIFY(requests.lastLine().endsWith("> QtDebugLogger.cpp %1: %2\n"_q.arg(line).arg(text)));
+            QCOMPARE(Recorder::messages(),
+                     QStringList("%1 %2:%3 %4: "_q.arg(type).arg(file).arg(line).arg(function) + text));
         }
     }
 
@@ -229,17 +218,16 @@ private Q_SLOTS:
     {
         std::atomic<int> missing{0};
         logger()->enableOutputFile();
+        const auto flushOften = [&missing](char name) {
+            for (int round = 0; round < 20; ++round) {
+                const QByteArray line = name + QByteArray::number(round) + '.';
+                append(line.constData());
+                missing += logger()->flush(kEnoughMs) && writtenLogs().contains(line) ? 0 : 1;
+            }
+        };
         Loggers others(1, 20);
-        std::vector<std::thread> threads;
-        for (int thread = 0; thread < 4; ++thread) {
-            threads.emplace_back([thread, &missing] {
-                for (int round = 0; round < 20; ++round) {
-                    const QByteArray line = QByteArray::number(thread) + '-' + QByteArray::number(round) + '.';
-                    append(line.constData());
-                    missing += logger()->flush(kEnoughMs) && writtenLogs().contains(line) ? 0 : 1;
-                }
-            });
-        }
+        std::thread threads[]
+            = {std::thread(flushOften, 'a'), std::thread(flushOften, 'b'), std::thread(flushOften, 'c')};
         for (std::thread &thread : threads)
             thread.join();
         others.finish();
