@@ -28,14 +28,15 @@ public:
         : ExportLogViewModel(nullptr)
     {
         const CommonListViewModel *list = rows.data();
-        connect(list, &CommonListViewModel::modelAboutToBeReset, this, &WatchedModel::check);
-        connect(list, &CommonListViewModel::modelReset, this, &WatchedModel::check);
-        connect(list, &CommonListViewModel::rowsInserted, this, &WatchedModel::check);
-        connect(list, &CommonListViewModel::countUpdated, this, &WatchedModel::check);
+        connect(list, &CommonListViewModel::modelAboutToBeReset, this, &WatchedModel::onRowsAnnounced);
+        connect(list, &CommonListViewModel::modelReset, this, &WatchedModel::onRowsAnnounced);
+        connect(list, &CommonListViewModel::rowsInserted, this, &WatchedModel::onRowsAnnounced);
+        connect(list, &CommonListViewModel::countUpdated, this, &WatchedModel::onRowsAnnounced);
         connect(this, &ExportLogViewModel::selectedNumberChangedSignal, this, [this] { check(), ++changes; });
         if (!folder.isEmpty())
             setCurrentFolder(folder);
     }
+    ~WatchedModel() override { QCOMPARE(disagreements, QStringList()); }
     using ExportLogViewModel::onFileSystemDirectoryChanged;
     using ExportLogViewModel::onFileSystemFileChanged;
     using ExportLogViewModel::updateFileListView;
@@ -62,8 +63,10 @@ public:
     const CommonListViewModelPointer rows = fileListViewModel();
     int changes = 0;
     QStringList disagreements;
+    std::function<void()> hostsSlot = [] {};
 
 private:
+    void onRowsAnnounced() { check(), hostsSlot(); }
     void check()
     {
         QStringList paths;
@@ -124,7 +127,6 @@ private Q_SLOTS:
         QVERIFY(QDir::setCurrent(QDir::rootPath()));
         QVERIFY(model.rows->count() == 5 && resets.count() == 3 && model.changes == 4);
         QCOMPARE(Recorder::messages().size(), 5); // Qt would complain about an empty path to watch
-        QCOMPARE(model.disagreements, QStringList());
     }
 
     void ordersAsQDirDoes()
@@ -141,9 +143,9 @@ private Q_SLOTS:
             const QStringList names = QDir(m_folder->path()).entryList({"*.txt"_q, "*.log"_q}, QDir::Files, flags);
             QCOMPARE(model.names() + QString::number(bits), names.join(" "_q) + QString::number(bits));
         }
-        const int changes = model.changes;
+        model.changes = 0;
         model.setSortType(model.sortType());
-        QCOMPARE(model.changes, changes);
+        QCOMPARE(model.changes, 0);
     }
 
     void togglesLogging()
@@ -183,7 +185,6 @@ private Q_SLOTS:
         model.setNoneSelected();
         model.setNoneSelected();
         QCOMPARE(model.changes, 6 + 1);
-        QCOMPARE(model.disagreements, QStringList());
     }
 
     void keepsCountingUnderSelectAll()
@@ -202,7 +203,6 @@ private Q_SLOTS:
         model.setNoneSelected();
         model.setCurrentFolder(m_folder->path());
         QCOMPARE(model.counters(), "0 0 KB"_q);
-        QCOMPARE(model.disagreements, QStringList());
     }
 
     void followsHostsThatEditRows()
@@ -219,10 +219,7 @@ private Q_SLOTS:
             {"c.log b.log"_q, [](List &rows) { rows.setRoleNamesOfRow({}); }},
             {"c.log b.log"_q, [](List &rows) { rows.insertItemDataAt(0, row("x"_q, false)); }},
             {"c.log"_q, [](List &rows) { rows.removeItemDataAt(1), rows.addItemData(row("x"_q, false)); }},
-            {"a.txt b.log"_q,
-             [](List &rows) {
-                 rows.setListData({row("a.txt"_q, true), row("b.log"_q, true)});
-             }},
+            {"a.txt"_q, [](List &rows) { rows.clear(), rows.addItemData(row("a.txt"_q, true)); }},
         };
         for (const auto &[exported, edit] : edits) {
             WatchedModel model(m_folder->path());
@@ -230,21 +227,20 @@ private Q_SLOTS:
             model.setSelected(1);
             edit(*model.rows);
             QCOMPARE(model.exported(), exported);
-            const bool isRenamed = model.names().contains("nicer"_q); // which the path is not
-            QCOMPARE(isRenamed ? QStringList() : model.disagreements, QStringList());
+            QVERIFY(model.disagreements.isEmpty() || model.names().contains("nicer"_q)); // Which the path is not.
             model.setAllSelected(); // stays inside the file list, whatever the rows are
             model.setNoneSelected();
             model.updateFileListView();
             QCOMPARE(model.rows->count(), 3);
             model.rows->addItemData(row("stranger"_q, true));
             QCOMPARE(model.counters() + model.exported(), "1 0 KB"_q);
+            model.disagreements.clear(); // Neither has a stranger a path.
         }
     }
 
     void agreesWhileSlotsChangeRows()
     {
-        QVERIFY(QDir(m_folder->path()).mkdir("sub"_q) && makeFile(path("sub/d.log"_q))
-                && makeFile(path("sub/e.log"_q)));
+        QVERIFY(makeFile(path("sub/d.log"_q)) && makeFile(path("sub/e.log"_q)));
         WatchedModel model;
         const std::function<void()> changes[] = {[&] { model.setSelected(0); },
                                                  [&] { model.rows->setItemValue(1, "selected"_q, true); },
@@ -254,15 +250,12 @@ private Q_SLOTS:
                                                  [&] { model.setCurrentFolder(path("sub"_q)); }};
         std::size_t turn = 0;
         bool isBusy = false;
-        const auto change = [&] {
+        model.hostsSlot = [&] {
+            if (isBusy)
+                return;
             const QScopedValueRollback<bool> rollback(isBusy, true);
             changes[turn++ % std::size(changes)]();
         };
-        const auto changeUnlessBusy = [&] { isBusy ? void() : change(); };
-        const CommonListViewModel *rows = model.rows.data();
-        connect(rows, &CommonListViewModel::modelAboutToBeReset, this, changeUnlessBusy);
-        connect(rows, &CommonListViewModel::modelReset, this, changeUnlessBusy);
-        connect(rows, &CommonListViewModel::countUpdated, this, changeUnlessBusy);
         for (int round = 0; round < 40; ++round) {
             turn = static_cast<std::size_t>(round);
             model.setCurrentFolder(m_folder->path());
@@ -277,7 +270,6 @@ private Q_SLOTS:
             model.getSelectedLogs(paths);
             QCOMPARE(QFileInfo(paths.constLast()).path(), model.currentFolderPath());
         }
-        QCOMPARE(model.disagreements, QStringList());
     }
 
     void reloadsWhenItsFolderIsReported()
@@ -325,9 +317,7 @@ private Q_SLOTS:
         }
         QTRY_COMPARE(model.names(), "c.log b.log a.txt"_q);
         const int reports = Recorder::messages().filter("FileSystemDirectoryChanged: "_q).size();
-        QVERIFY(reports > 0);
-        QCOMPARE(Recorder::messages().filter("setCurrentFolder "_q).size(), 1 + reports);
-        QCOMPARE(model.disagreements, QStringList());
+        QVERIFY(reports > 0 && Recorder::messages().filter("setCurrentFolder "_q).size() == 1 + reports);
     }
 };
 
