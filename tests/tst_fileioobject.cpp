@@ -70,8 +70,7 @@ private Q_SLOTS:
             }
             object.path = path;
             QVERIFY(object.openFile() && int(object.myfile.openMode()) == 7);
-            QVERIFY(object.writeFile() && object.writeFile());
-            QCOMPARE(object.contentList.size(), 1);
+            QVERIFY(object.writeFile() && object.writeFile() && object.contentList.size() == 1);
             object.contentList.clear();
             QVERIFY(!object.writeFile());
             object.contentList.append("a"_q);
@@ -88,19 +87,15 @@ private Q_SLOTS:
 
     void survivesAFullDisk()
     {
-        const std::tuple<int, bool, QByteArray> rows[] = {{100, false, "c\n"},
-                                                          {20000, false, "c\n"},
-                                                          {20000, true, "c\n"},
-                                                          {200000, false, ""}}; // More than is kept beside it.
-        for (const auto &[size, isClosedMeanwhile, newerRecord] : rows) {
+        for (const auto &[size, isClosedMeanwhile] :
+             {std::pair(100, false), {20000, false}, {20000, true}, {200000, false}}) {
+            const QByteArray newerRecord = size < 200000 ? "c\n" : ""; // Only so much is kept beside a large one.
             const QTemporaryDir directory;
             FileIOObject object(nullptr);
             object.path = directory.filePath("a.log"_q);
             const auto write = [&object](const QByteArray &line) {
-                object.contentList = QStringList{QString::fromLatin1(line)};
-                const bool isTaken = object.writeFile();
-                object.contentList.clear();
-                return isTaken;
+                object.contentList = QStringList(QString::fromLatin1(line));
+                return object.writeFile() && (object.contentList.clear(), true);
             };
             QVERIFY(object.openFile() && write("a"));
             limitFileSize(50);

@@ -26,7 +26,6 @@ public:
         onHandleIO(request);
         return request;
     }
-    void write(unsigned long category, const char *line) { write(category, QStringList{QString::fromLatin1(line)}); }
 };
 
 namespace {
@@ -38,8 +37,7 @@ unsigned long reenteredCategory = 0;
 
 QString onlyLogPath()
 {
-    const QStringList names = logNames();
-    return names.size() == 1 ? logDirectory() + names.constFirst() : QString();
+    return logNames().size() == 1 ? logDirectory() + logNames().constFirst() : QString();
 }
 
 } // namespace
@@ -57,8 +55,8 @@ private Q_SLOTS:
         QVERIFY(QDir(logDirectory()).exists());
         for (const unsigned long category : {1UL, 4UL, 5UL, 64UL}) {
             QVERIFY(removeLogDirectory());
-            const QString format
-                = "'%1log-%2'yyyy-MM-dd_HH-mm-ss'.log'"_q.arg(logDirectory(), category == 4 ? "startup"_q : QString());
+            const QString kind = category == 4 ? "log-startup"_q : "log-"_q;
+            const QString format = "'%1%2'yyyy-MM-dd_HH-mm-ss'.log'"_q.arg(logDirectory(), kind);
             const QString before = QDateTime::currentDateTime().toString(format);
             const QString path = worker.makeLogFilePath(category);
             QVERIFY(QDir(logDirectory()).exists());
@@ -72,15 +70,15 @@ private Q_SLOTS:
         worker.onClearData();
         worker.onHandleIO(FileIOObjectPointer());
         QVERIFY(logNames().isEmpty());
-        worker.write(64, QStringList());
+        worker.write(64, {});
         QVERIFY(QFile::exists(onlyLogPath()) && writtenLogs().isEmpty());
-        const FileIOObjectPointer request = worker.write(64, {"a"_q, "b\n"_q});
+        const auto request = worker.write(64, {"a"_q, "b\n"_q});
         QVERIFY(request->contentList.size() == 2 && request->path.isEmpty() && request->state == eIONONE);
         // Files begun in one second share it; ones begun later follow in the order of their names.
-        worker.write(8, "c");
+        worker.write(8, {"c"_q});
         worker.onClearData();
-        worker.write(64, "d");
-        worker.write(4, "e");
+        worker.write(64, {"d"_q});
+        worker.write(4, {"e"_q});
         QCOMPARE(writtenLogs(), QByteArray("a\nb\n\nc\nd\ne\n"));
         QVERIFY(logNames().constLast().startsWith("log-startup"_q));
     }
@@ -96,12 +94,12 @@ private Q_SLOTS:
         for (const auto &[category, size, grownTo, inNextFile] : rows) {
             QVERIFY(removeLogDirectory());
             Worker worker;
-            worker.write(category, "first");
+            worker.write(category, {"first"_q});
             // Out of the way of its successor, which gets the same name when it is made in the same second.
             const QString aside = logDirectory() + "aside"_q;
             QVERIFY(QFile::rename(onlyLogPath(), aside) && QFile::resize(aside, size));
-            worker.write(category, "second");
-            worker.write(category, "third");
+            worker.write(category, {"second"_q});
+            worker.write(category, {"third"_q});
             QCOMPARE(QFileInfo(aside).size(), grownTo);
             QCOMPARE(writtenLogs(), inNextFile);
         }
@@ -111,18 +109,18 @@ private Q_SLOTS:
     {
         const QString directory = logDirectory().chopped(1);
         Worker worker;
-        worker.write(1, "first");
+        worker.write(1, {"first"_q});
         QVERIFY(QFile::resize(onlyLogPath(), kLimit) && removeLogDirectory() && makeFile(directory));
         const QString earliest = worker.makeLogFilePath(1);
-        worker.write(1, "lost");
+        worker.write(1, {"lost"_q});
         const QString latest = worker.makeLogFilePath(1);
         QVERIFY(removeLogDirectory() && QDir().mkdir(directory));
-        worker.write(1, "silent");
-        worker.write(4, "another category");
+        worker.write(1, {"silent"_q});
+        worker.write(4, {"another category"_q});
         QCOMPARE(writtenLogs(), QByteArray("another category\n"));
         // A file of that size in its stead makes it begin another one.
         QVERIFY(makeFile(earliest, kLimit) && makeFile(latest, kLimit));
-        worker.write(1, "resumed");
+        worker.write(1, {"resumed"_q});
         QVERIFY(writtenLogs().contains("resumed\n") && !writtenLogs().contains("silent"));
     }
 
@@ -130,16 +128,16 @@ private Q_SLOTS:
     {
         const QString currentPath = QDir::currentPath();
         Worker worker;
-        worker.write(2, "a");
+        worker.write(2, {"a"_q});
         QVERIFY(makeFile(onlyLogPath(), 0, longAgo()));
         const QStringList old = makeLogs(25);
-        worker.write(4, "b");
+        worker.write(4, {"b"_q});
         QCOMPARE(logNames().size(), 10);
         QCOMPARE(logNames().mid(0, 9), old.mid(16));
         QCOMPARE(QDir::currentPath(), currentPath);
-        worker.write(2, "c"); // Its file was removed.
+        worker.write(2, {"c"_q}); // Its file was removed.
         QCOMPARE(makeLogs(25).size(), 25);
-        worker.write(4, "d");
+        worker.write(4, {"d"_q});
         QCOMPARE(logNames().size(), 27);
         QCOMPARE(writtenLogs(), QByteArray("c\nb\nd\n"));
     }
@@ -153,16 +151,16 @@ private Q_SLOTS:
             reentered = &worker;
             reenteredCategory = category;
             const auto handler = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
-                reentered->write(reenteredCategory, QStringList{text});
+                reentered->write(reenteredCategory, {text});
             });
-            worker.write(4, "first");
-            worker.write(4, "second");
+            worker.write(4, {"first"_q});
+            worker.write(4, {"second"_q});
             qInstallMessageHandler(handler);
             const int removals = category == 4 ? 16 : 17;
             QCOMPARE(logNames().size(), 10);
             QCOMPARE(writtenLogs().count("The file : \"log-2020-"), removals);
-            QVERIFY(writtenLogs().contains("first\n") && writtenLogs().contains("second\n"));
             QCOMPARE(writtenLogs().count('\n'), removals + 2);
+            QVERIFY(writtenLogs().contains("first\n") && writtenLogs().contains("second\n"));
         }
     }
 };

@@ -8,8 +8,8 @@
 
 #include "support/Load.h"
 #include "support/TestSupport.h"
+#include "support/ThreadSanitizer.h"
 
-#include <QCoreApplication>
 #include <QDebug>
 #include <QElapsedTimer>
 #include <QMap>
@@ -36,7 +36,7 @@ namespace {
 
 constexpr int kFine = 3;
 constexpr int kSkipped = 77;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef __SANITIZE_ADDRESS__
 constexpr bool kIsSanitized = true;
 #else
 constexpr bool kIsSanitized = false;
@@ -45,27 +45,25 @@ constexpr bool kIsSanitized = false;
 enum class Disk { Sound, Slow, Stalled };
 std::atomic<Disk> disk{Disk::Sound};
 
-bool isLogFile(int descriptor)
-{
-    struct stat status = {};
-    return descriptor > STDERR_FILENO && ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-}
-
 } // namespace
 
+#ifndef __SANITIZE_THREAD__
 // In the place of the C library's, and like that one a point where a thread can be cancelled.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
 extern "C" Q_DECL_EXPORT ssize_t write(int descriptor, const void *bytes, size_t size)
 {
     using Write = ssize_t (*)(int, const void *, size_t);
     static const auto realWrite = reinterpret_cast<Write>(::dlsym(RTLD_NEXT, "write"));
-    if (disk.load() != Disk::Sound && isLogFile(descriptor)) {
+    struct stat status = {};
+    if (disk.load() != Disk::Sound && descriptor > STDERR_FILENO && ::fstat(descriptor, &status) == 0
+        && S_ISREG(status.st_mode)) {
         do
             ::usleep(1000);
         while (disk.load() == Disk::Stalled);
     }
     return realWrite(descriptor, bytes, size);
 }
+#endif
 
 namespace {
 
@@ -137,7 +135,7 @@ struct Host
     bool isFlushed() const { return logger->flush(60000); }
 
     int argumentCount = 0;
-    QCoreApplication application{argumentCount, nullptr};
+    Application application{argumentCount, nullptr};
     QtDebugLogger *logger = startLogging();
 };
 
@@ -153,8 +151,6 @@ struct Tally
     Loggers::Counts lines{}; // Of the messages that raise() makes, by source.
     Loggers::Counts next{}; // The number after the last one.
     int gaps = 0;
-    int misplaced = 0; // Also the second of two that are the same.
-    int torn = 0; // Records that are none.
     QStringList others; // All other messages, with their labels.
     QString last;
 };
@@ -166,6 +162,7 @@ Tally expectWholeLines(int count = -1)
         "^\\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\] (<\\w+:> )\\S* \\d+: ((?:t(\\d) (\\d+)\\. *\\|$)?.*)$"_q,
         QRegularExpression::DotMatchesEverythingOption);
     Tally tally;
+    int broken = 0; // Records that are none, or out of order, or the second of two that are the same.
     const QByteArray bytes = writtenLogs();
     for (int begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
         end = bytes.indexOf("\n\n", begin);
@@ -173,22 +170,22 @@ Tally expectWholeLines(int count = -1)
         const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(bytes.mid(begin, end - begin)));
         tally.last = match.captured(1) + match.captured(2);
         if (!match.hasMatch() || end == bytes.size()) {
-            ++tally.torn;
+            ++broken;
         } else if (match.captured(4).isEmpty()) {
             tally.others.append(tally.last);
         } else {
             const auto source = match.captured(3).toUInt();
             const int number = match.captured(4).toInt();
             tally.gaps += number > tally.next.at(source) ? 1 : 0;
-            tally.misplaced += number < tally.next.at(source) ? 1 : 0;
+            broken += number < tally.next.at(source) ? 1 : 0;
             tally.next.at(source) = number + 1;
             ++tally.lines.at(source);
         }
     }
     const bool isComplete = count < 0 || (tally.gaps == 0 && tally.lines[0] == count && tally.others.isEmpty());
-    if (!expect(tally.torn == 0 && tally.misplaced == 0 && isComplete, "whole lines in order"))
-        std::fprintf(stderr, "%d lines of %d, torn %d, misplaced %d, gaps %d, other %s\n", tally.lines[0], count,
-                     tally.torn, tally.misplaced, tally.gaps, qPrintable(tally.others.value(0)));
+    if (!expect(broken == 0 && isComplete, "whole lines in order"))
+        std::fprintf(stderr, "%d of %d lines, %d broken, %d gaps, others: %s\n", tally.lines[0], count, broken,
+                     tally.gaps, qPrintable(tally.others.value(0)));
     return tally;
 }
 
