@@ -44,12 +44,12 @@ private Q_SLOTS:
         const QTemporaryDir elsewhere;
         const QDir root(folder.path());
         QCOMPARE(m_checker.dirFileSize(folder.path()), 0ULL);
-        QVERIFY(root.mkpath("sub/deeper"_q) && root.mkdir(".hidden"_q) && root.mkdir("empty"_q));
+        QVERIFY(root.mkdir("empty"_q));
         QVERIFY(makeFile(root.filePath("a.log"_q), 100) && makeFile(root.filePath("sub/deeper/b.log"_q), 50));
         QVERIFY(makeFile(root.filePath(".h"_q), 10) && makeFile(root.filePath(".hidden/c.log"_q), 1000));
         QCOMPARE(m_checker.dirFileSize(folder.path()), 150ULL);
-        QCOMPARE(m_checker.dirFileSize(root.filePath("a.log"_q)), 100ULL);
-        QCOMPARE(m_checker.dirFileSize(root.filePath("none"_q)), 0ULL);
+        QVERIFY(m_checker.dirFileSize(root.filePath("a.log"_q)) == 100
+                && !m_checker.dirFileSize(root.filePath("none"_q)));
 
         QVERIFY(QFile::link(root.path(), root.filePath("sub/loop"_q)) && QFile::link("."_q, root.filePath("self"_q)));
         QVERIFY(makeFile(elsewhere.filePath("c.log"_q), 9) && QFile::link(elsewhere.path(), root.filePath("out"_q)));

@@ -180,8 +180,7 @@ private Q_SLOTS:
                  "1 0 KB, 1 0 KB, 2 1 KB, 3 5242881 KB, 2 5242880 KB, 2 5242880 KB, 1 5242880 KB"_q);
         QCOMPARE(model.changes, 1 + 5);
         QStringList paths("before"_q);
-        QCOMPARE(model.getSelectedLogs(paths), 5 * kGibibyte);
-        QCOMPARE(paths, QStringList({"before"_q, path("c.log"_q)}));
+        QVERIFY(model.getSelectedLogs(paths) == 5 * kGibibyte && paths == QStringList({"before"_q, path("c.log"_q)}));
         model.setNoneSelected();
         model.setNoneSelected();
         QCOMPARE(model.changes, 6 + 1);
@@ -198,8 +197,7 @@ private Q_SLOTS:
         model.setUnselected(0);
         QCOMPARE(model.exported(), "b.log"_q);
         model.setCurrentFolder(m_folder->path());
-        QCOMPARE(model.exported(), "a.txt b.log"_q);
-        QCOMPARE(model.changes, 5);
+        QVERIFY(model.exported() == "a.txt b.log"_q && model.changes == 5);
         model.setNoneSelected();
         model.setCurrentFolder(m_folder->path());
         QCOMPARE(model.counters(), "0 0 KB"_q);

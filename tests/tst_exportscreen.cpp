@@ -38,11 +38,7 @@ public:
             ::umount2(mounted->constData(), MNT_DETACH);
     }
 
-    Q_INVOKABLE QString makeFolder()
-    {
-        m_folders.push_back(std::make_unique<QTemporaryDir>());
-        return m_folders.back()->path();
-    }
+    Q_INVOKABLE QString makeFolder() { return m_folders.emplace_back(std::make_unique<QTemporaryDir>())->path(); }
     Q_INVOKABLE bool remove(const QString &path)
     {
         const bool isFolder = QFileInfo(path).isDir();
