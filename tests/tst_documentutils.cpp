@@ -67,14 +67,12 @@ class tst_DocumentUtils : public QObject
     // Puts commands first in the search path that note their arguments and fail if told so.
     bool fakeCommands(int exitStatus)
     {
-        const QString script
-            = "#!/bin/sh\n{ printf '[%s]' ${0##*/} \"$@\"; echo; } >> '%1'\nexit %2\n"_q.arg(path("commands"_q))
-                  .arg(exitStatus);
+        const QString script = "#!/bin/sh\n{ printf '[%s]' ${0##*/} \"$@\"; echo; } >> '%1'\nexit %2\n"_q;
         qputenv("PATH", QFile::encodeName(path("bin:"_q)) + m_searchPath);
         bool isMade = QDir().mkpath(path("bin"_q)) && write(path("commands"_q), QString());
-        for (const QString &command : {"bin/cp"_q, "bin/mkdir"_q, "bin/rm"_q})
-            isMade = isMade && write(path(command), script)
-                && QFile::setPermissions(path(command), QFile::ReadOwner | QFile::ExeOwner);
+        for (const QString &command : {path("bin/cp"_q), path("bin/mkdir"_q), path("bin/rm"_q)})
+            isMade = isMade && write(command, script.arg(path("commands"_q)).arg(exitStatus))
+                && QFile::setPermissions(command, QFile::ReadOwner | QFile::ExeOwner);
         return isMade;
     }
 
@@ -132,21 +130,20 @@ private Q_SLOTS:
         };
         for (const QString &row : cases) {
             const QStringList part = row.split("|"_q);
-            const QString dashes = part.at(0).startsWith("-"_q) ? "[--]"_q : QString();
-            const QString mkdir
-                = QDir(part.at(1)).exists() ? QString() : "[mkdir]"_q + dashes + "[%1]\n"_q.arg(part.at(1));
-            const QString seen = mkdir + "[cp][-rf]"_q + dashes
-                + "[%1][%2]\n"_q.arg(part.at(0), part.at(1) + part.at(2)).remove("[]"_q);
-            QStringList messages(site.arg(12) + "in copyFileToFtp(): "_q + quoted(part.at(0)));
-            messages.append(site.arg(37) + quoted(part.at(3)));
+            const QString &from = part[0], &toDir = part[1], &toName = part[2];
+            const QString dashes = from.startsWith("-"_q) ? "[--]"_q : QString();
+            const QString mkdir = QDir(toDir).exists() ? QString() : "[mkdir]"_q + dashes + "[%1]\n"_q.arg(toDir);
+            const QString cp = "[cp][-rf]"_q + dashes + "[%1][%2]\n"_q.arg(from, toDir + toName).remove("[]"_q);
+            QStringList messages
+                = {site.arg(12) + "in copyFileToFtp(): "_q + quoted(from), site.arg(37) + quoted(part[3])};
             for (const int status : {0, 3}) {
                 QVERIFY(fakeCommands(status));
                 const Recorder recorder;
-                QCOMPARE(m_utils.copyFileOrDir(part.at(0), part.at(1), part.at(2)), status == 0 ? 1 : 0);
-                QCOMPARE(contents(path("commands"_q)), seen);
+                QCOMPARE(m_utils.copyFileOrDir(from, toDir, toName), status == 0 ? 1 : 0);
+                QCOMPARE(contents(path("commands"_q)), mkdir + cp);
                 if (status != 0)
-                    messages.append(
-                        {site.arg(43) + "Illegal character in filename"_q, site.arg(44) + "system return: 768 3"_q});
+                    messages
+                        += {site.arg(43) + "Illegal character in filename"_q, site.arg(44) + "system return: 768 3"_q};
                 QCOMPARE(Recorder::messages(), messages);
             }
         }
@@ -191,18 +188,15 @@ private Q_SLOTS:
     void copiesRemovesAndFinds()
     {
         const RepeatedHour repeatedHour;
-        QVERIFY(QDir().mkpath(path("from/sub.log/deep"_q)) && write(path("from/sub.log/deep/b"_q), "b"_q));
-        for (const QString &name : {"from/.hidden.log"_q, "from/a.logs"_q})
-            QVERIFY(makeFile(path(name)));
-        QVERIFY(makeFile(path("from/a.log"_q), 0, RepeatedHour::at(-10)));
-        for (const QString &name : {"from/c.log"_q, "from/b.LOG"_q})
-            QVERIFY(makeFile(path(name), 0, RepeatedHour::at(10)));
+        const QStringList names = {"sub.log/deep/b"_q, ".hidden.log"_q, "a.logs"_q, "a.log"_q, "c.log"_q, "b.LOG"_q};
+        for (const QString &name : names)
+            QVERIFY(makeFile(path("from/"_q + name), 7, RepeatedHour::at(name == "a.log"_q ? -10 : 10)));
         QCOMPARE(m_utils.findFirstFileWithSpecifiedExt(path("from"_q), "log"_q), path("from/b.LOG"_q));
         QVERIFY(m_utils.findFirstFileWithSpecifiedExt(path("from"_q), "lo"_q).isEmpty());
         QVERIFY(m_utils.findFirstFileWithSpecifiedExt(path("from/a.log"_q), "log"_q).isEmpty());
 
         QCOMPARE(m_utils.copyFileOrDir(path("from"_q), path("to/"_q), QString()), 1);
-        QCOMPARE(contents(path("to/from/sub.log/deep/b"_q)), "b"_q);
+        QCOMPARE(QFileInfo(path("to/from/sub.log/deep/b"_q)).size(), 7);
         QCOMPARE(m_utils.copyFileOrDir(path("from/a.log"_q), path("missing/parent/"_q), QString()), 0);
         QVERIFY(!QFile::exists(path("missing"_q)));
         QVERIFY(!m_utils.removeSpecifiedExtFilesInDir(path("to/from"_q), "log"_q)); // matches nothing

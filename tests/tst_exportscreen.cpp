@@ -22,7 +22,7 @@
 
 namespace {
 
-/** What the tests do to folders and disks behind the screen's back. */
+/** What the tests do to folders and disks behind the screen's back, as "disk". */
 class Disk : public QObject
 {
     Q_OBJECT
@@ -39,19 +39,15 @@ public:
     }
 
     Q_INVOKABLE QString makeFolder() { return m_folders.emplace_back(std::make_unique<QTemporaryDir>())->path(); }
-    Q_INVOKABLE bool remove(const QString &path)
-    {
-        const bool isFolder = QFileInfo(path).isDir();
-        return isFolder ? QDir(path).removeRecursively() : !QFile::exists(path) || QFile::remove(path);
-    }
+    Q_INVOKABLE bool remove(const QString &path) { return removeAny(path); }
     Q_INVOKABLE bool makePath(const QString &path) { return QDir().mkpath(path); }
     /** Writes a file of `size` bytes, last changed `minutes` minutes after a certain time. */
     Q_INVOKABLE bool write(const QString &path, int size, int minutes)
     {
         QFile file(path);
+        const QDateTime time = QDateTime({2026, 11, 16}, {8, 0}).addSecs(qint64(minutes) * 60);
         return file.open(QIODevice::WriteOnly) && file.write(QByteArray(size, 'x')) == size && file.flush()
-            && file.setFileTime(QDateTime({2026, 11, 16}, {8, 0}).addSecs(qint64(minutes) * 60),
-                                QFileDevice::FileModificationTime);
+            && file.setFileTime(time, QFileDevice::FileModificationTime);
     }
     Q_INVOKABLE QStringList list(const QString &path)
     {
@@ -78,29 +74,14 @@ public:
     }
     Q_INVOKABLE bool flushLog() { return QtDebugLogger::getInstance()->flush(5000); }
 
+public Q_SLOTS: // Called by Qt Quick Test.
+    void applicationAvailable() { setUpScreen(), QtDebugLogger::getInstance()->setLogCategoryEnabled(true, 1); }
+    void qmlEngineAvailable(QQmlEngine *engine) { engine->rootContext()->setContextProperty("disk"_q, this); }
+
 private:
     const QString m_logDirectory = logDirectory();
     std::vector<std::unique_ptr<QTemporaryDir>> m_folders;
     std::vector<QByteArray> m_mounted;
-};
-
-class Setup : public QObject
-{
-    Q_OBJECT
-
-public:
-    Disk disk;
-
-public Q_SLOTS:
-    void applicationAvailable()
-    {
-        setUpScreen();
-        QtDebugLogger::getInstance()->setLogCategoryEnabled(true, 1);
-    }
-    void qmlEngineAvailable(QQmlEngine *engine)
-    {
-        engine->rootContext()->setContextProperty(QStringLiteral("disk"), &disk);
-    }
 };
 
 } // namespace
@@ -108,11 +89,9 @@ public Q_SLOTS:
 int main(int argc, char *argv[])
 {
     // Before any thread exists: only threads started later share the mounts.
-    const bool ownMounts
-        = ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-    Setup setup;
-    setup.disk.canMount = ownMounts;
-    return quick_test_main_with_setup(argc, argv, "tst_exportscreen", QUICK_TEST_SOURCE_DIR, &setup);
+    Disk disk;
+    disk.canMount = ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    return quick_test_main_with_setup(argc, argv, "tst_exportscreen", QUICK_TEST_SOURCE_DIR, &disk);
 }
 
 #include "tst_exportscreen.moc"

@@ -101,9 +101,14 @@ inline QByteArray writtenLogs()
     return result;
 }
 
+/** Removes a directory with all that is in it, or a file; whether nothing of that name is left. */
+inline bool removeAny(const QString &path)
+{
+    return QFileInfo(path).isDir() ? QDir(path).removeRecursively() : !QFile::exists(path) || QFile::remove(path);
+}
+
 /** Removes the log directory of this build, or whatever stands in its place. */
 inline bool removeLogDirectory()
 {
-    const QString path = logDirectory().chopped(1);
-    return QFileInfo(path).isDir() ? QDir(path).removeRecursively() : !QFile::exists(path) || QFile::remove(path);
+    return removeAny(logDirectory().chopped(1));
 }
