@@ -148,16 +148,6 @@ private Q_SLOTS:
         QCOMPARE(model.changes, 0);
     }
 
-    void togglesLogging()
-    {
-        WatchedModel model;
-        const QSignalSpy toggles(&model, &ExportLogViewModel::logOutputEnabledChangedSignal);
-        for (int toggle = 1; toggle <= 2; ++toggle) {
-            model.toggleLogging();
-            QVERIFY(toggles.count() == toggle && model.property("logOutputEnabled").toBool() == (toggle == 2));
-        }
-    }
-
     void countsWhatIsSelected()
     {
         WatchedModel model;

@@ -34,8 +34,8 @@ public:
 
     ~Disk() override
     {
-        for (auto mounted = m_mounted.rbegin(); mounted != m_mounted.rend(); ++mounted)
-            ::umount2(mounted->constData(), MNT_DETACH);
+        for (const auto &folder : m_folders)
+            ::umount2(QFile::encodeName(folder->path()).constData(), MNT_DETACH);
     }
 
     Q_INVOKABLE QString makeFolder() { return m_folders.emplace_back(std::make_unique<QTemporaryDir>())->path(); }
@@ -57,11 +57,8 @@ public:
     /** Puts an empty disk on a folder, with the mount options of a tmpfs. False where that is not allowed. */
     Q_INVOKABLE bool mountDisk(const QString &options, const QString &path)
     {
-        const QByteArray target = QFile::encodeName(path);
-        if (!canMount || ::mount("tmpfs", target.constData(), "tmpfs", 0, options.toLatin1().constData()) != 0)
-            return false;
-        m_mounted.push_back(target);
-        return true;
+        const char *const type = "tmpfs";
+        return canMount && ::mount(type, QFile::encodeName(path).constData(), type, 0, qPrintable(options)) == 0;
     }
     Q_INVOKABLE bool protectDisk(const QString &path)
     {
@@ -81,7 +78,6 @@ public Q_SLOTS: // Called by Qt Quick Test.
 private:
     const QString m_logDirectory = logDirectory();
     std::vector<std::unique_ptr<QTemporaryDir>> m_folders;
-    std::vector<QByteArray> m_mounted;
 };
 
 } // namespace

@@ -10,7 +10,6 @@
 #include "support/TestSupport.h"
 #include "support/ThreadSanitizer.h"
 
-#include <QDebug>
 #include <QElapsedTimer>
 #include <QMap>
 #include <QRegularExpression>
@@ -20,7 +19,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <limits>
 #include <utility>
 
 #include <dlfcn.h>
@@ -219,12 +217,11 @@ QMap<QByteArray, Scenario> &scenarios()
 
 SCENARIO(leaves, 100000)
 {
-    const auto exitHere = [] {
-        raiseAll(0, 2000);
-        std::exit(kFine);
-    };
-    const auto exitInAThread = [exitHere] { std::thread(exitHere).join(); };
-    for (const std::function<void()> &exitProcess : {std::function<void()>(exitHere), {exitInAThread}}) {
+    for (const bool isByThread : {false, true}) {
+        const auto exitProcess = [isByThread] {
+            raiseAll(0, 2000);
+            isByThread ? std::thread(std::exit, kFine).join() : std::exit(kFine);
+        };
         runHost({}, [exitProcess] {
             const Host host;
             exitProcess();
@@ -389,27 +386,6 @@ SCENARIO(logsFirstFromManyThreads, 30)
     }
 }
 
-// Every type, odd contexts and texts, and numbers at the limits of 32 and 64 bits, so that the files of two machines
-// can be compared byte for byte.
-SCENARIO(logsSamples, 70000)
-{
-    runHost({}, [amount] {
-        const Host host;
-        for (const char *file : {"", "main.cpp", "/a/b/", "../src/<LINE>.cpp"}) {
-            for (const int line : {std::numeric_limits<int>::min(), 0, std::numeric_limits<int>::max()}) {
-                const QMessageLogger site(file, line, "sample");
-                site.debug() << "two\nlines\r\n"
-                             << "<TIM> <TS> <FILE> <LINE> <TEXT> %1"
-                             << "Größe 質量 🚀"_q;
-                site.info().noquote() << " \t" << QString(QChar(0xd83d)) + QChar(0) << QByteArray(amount, 'x') << "\n";
-                site.warning() << std::numeric_limits<qint64>::min() << 1e300;
-                site.critical() << std::numeric_limits<quint64>::max() << 0.1 << true;
-            }
-        }
-        expect(host.isFlushed(), "the samples in the file");
-    });
-}
-
 SCENARIO(stopsAndStartsUnderLoad, 300)
 {
     runHost({}, [amount] {
@@ -475,8 +451,9 @@ SCENARIO(isFlooded, 20000)
     });
     const Tally tally = expectWholeLines();
     expect(tally.lines[0] == kMostWaiting && tally.gaps == 0, "the lines within the bound");
-    expect(tally.others.value(0).startsWith("<Warning:> %1 lines"_q.arg(amount)), "what was dropped");
-    expect(tally.others.size() == 2 && tally.last == "<Debug:> the line after"_q, "the line after that");
+    expect(tally.others.value(0).startsWith("<Warning:> %1 lines"_q.arg(amount)) && tally.others.size() == 2
+               && tally.last == "<Debug:> the line after"_q,
+           "what was dropped, and the line after that");
 }
 
 SCENARIO(flushesAllThatWaits, 40)
@@ -589,13 +566,12 @@ bool fillDisk(qint64 left)
 SCENARIO(fillsTheDisk, 30000)
 {
     runHost({}, [amount] {
-        constexpr int kAboveBuffers = 20000;
         mountPrivateDisk();
         const Host host;
         raiseAll(0, 10);
         expect(host.isFlushed() && fillDisk(8192), "a disk all but full");
         raiseAll(10, 30);
-        raise(0, 30, kAboveBuffers);
+        raise(0, 30, 20000); // More than QFile buffers.
         raiseAll(31, 40);
         expect(!host.isFlushed(), "a flush that tells of the full disk");
         expectWholeLines();

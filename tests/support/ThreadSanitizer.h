@@ -16,10 +16,10 @@ void __tsan_release(void *address); // NOLINT(bugprone-reserved-identifier)
 
 struct QSignalSpyCallbackSet
 {
-    using BeginCallback = void (*)(QObject *caller, int index, void **arguments);
-    using EndCallback = void (*)(QObject *caller, int index);
-    BeginCallback signalBegin, slotBegin;
-    EndCallback signalEnd, slotEnd;
+    void (*signalBegin)(QObject *caller, int index, void **arguments);
+    void (*slotBegin)(QObject *caller, int index, void **arguments);
+    void (*signalEnd)(QObject *caller, int index);
+    void (*slotEnd)(QObject *caller, int index);
 };
 void Q_CORE_EXPORT qt_register_signal_spy_callbacks(QSignalSpyCallbackSet *callbacks);
 
