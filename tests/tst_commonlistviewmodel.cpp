@@ -125,7 +125,8 @@ private Q_SLOTS:
         QStringList rows
             = "insert 0 XABC,insert 2 ABXC,update 1 AXC,set 2 ABX,up 2 ACB,up 1 BAC,down 0 BAC,remove 0 BC,"
               "remove 2 AB,up 0 ABC,down 2 ABC"_q.split(","_q);
-        for (const QString &name : operations.keys()) {
+        const QStringList names = operations.keys();
+        for (const QString &name : names) {
             for (const int row : {kLowest, -1, 3, kHighest})
                 rows.append("%1 %2 ABC"_q.arg(name).arg(row));
         }
@@ -136,8 +137,8 @@ private Q_SLOTS:
             CommonListItemData passed = record("X"_q);
             operation(model, row.section(" "_q, 1, 1).toInt(), passed);
             passed.setValue("name"_q, "changed"_q); // Which must not reach the rows.
-            const QString names = row.section(" "_q, 2);
-            QCOMPARE(row + model.state(), row + names + (names == "ABC"_q ? QString() : " reset()"_q));
+            const QString rowsAfter = row.section(" "_q, 2);
+            QCOMPARE(row + model.state(), row + rowsAfter + (rowsAfter == "ABC"_q ? QString() : " reset()"_q));
             model.setListData({});
             QCOMPARE(model.state(), " reset() count"_q);
             operation(model, 0, passed); // An empty model refuses every row.

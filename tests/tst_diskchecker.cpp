@@ -74,7 +74,8 @@ private Q_SLOTS:
         QStringList names = {"older.log"_q, "newer.log"_q};
         QVERIFY(makeFile(m_path + names[0], 0, RepeatedHour::at(-10)));
         QVERIFY(makeFile(m_path + names[1], 0, RepeatedHour::at(10)));
-        for (const QChar letter : "KaBcDeFgHi"_q)
+        const QString letters = "KaBcDeFgHi"_q;
+        for (const QChar letter : letters)
             QVERIFY(makeFile(m_path + letter + ".log"_q, 0, RepeatedHour::at(1000)));
         names.append(QDir(m_path).entryList(QDir::Files, QDir::Time).at(9));
         const Recorder recorder;
@@ -93,7 +94,8 @@ private Q_SLOTS:
         Guard guard(m_path);
         guard.appendFileFilter("*.txt"_q);
         QVERIFY(guard.checkDisk());
-        for (const QString &name : foreign + names.mid(2))
+        const QStringList kept = foreign + names.mid(2);
+        for (const QString &name : kept)
             QVERIFY2(QFile::exists(m_path + name), qPrintable(name));
         QVERIFY(!QFile::exists(m_path + names[0]) && !QFile::exists(m_path + names[1]));
     }

@@ -130,7 +130,7 @@ private Q_SLOTS:
         };
         for (const QString &row : cases) {
             const QStringList part = row.split("|"_q);
-            const QString &from = part[0], &toDir = part[1], &toName = part[2];
+            const auto [from, toDir, toName] = std::make_tuple(part[0], part[1], part[2]);
             const QString dashes = from.startsWith("-"_q) ? "[--]"_q : QString();
             const QString mkdir = QDir(toDir).exists() ? QString() : "[mkdir]"_q + dashes + "[%1]\n"_q.arg(toDir);
             const QString cp = "[cp][-rf]"_q + dashes + "[%1][%2]\n"_q.arg(from, toDir + toName).remove("[]"_q);

@@ -204,15 +204,15 @@ struct LateMessage
 // How much of it the test suite has time for, and the function.
 using Scenario = std::pair<int, void (*)(int amount)>;
 
-QMap<QByteArray, Scenario> &scenarios()
+QMap<QLatin1String, Scenario> &scenarios()
 {
-    static QMap<QByteArray, Scenario> all;
+    static QMap<QLatin1String, Scenario> all;
     return all;
 }
 
-#define SCENARIO(name, shortAmount)                                                    \
-    void name(int amount);                                                             \
-    const bool name##IsKnown = (scenarios().insert(#name, {shortAmount, name}), true); \
+#define SCENARIO(name, shortAmount)                                                                   \
+    void name(int amount);                                                                            \
+    const bool name##IsKnown = (scenarios().insert(QLatin1String(#name), {shortAmount, name}), true); \
     void name(int amount)
 
 SCENARIO(leaves, 100000)
@@ -625,7 +625,7 @@ SCENARIO(findsNoPlaceToWrite, 10)
 
 int main(int argc, char *argv[])
 {
-    const auto [amount, run] = scenarios().value(argc > 1 ? argv[1] : "");
+    const auto [amount, run] = scenarios().value(QLatin1String(argc > 1 ? argv[1] : ""));
     if (run == nullptr) {
         std::fputs("usage: tst_scenarios NAME [AMOUNT]\n", stderr);
         return 2;
