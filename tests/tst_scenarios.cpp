@@ -26,7 +26,6 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -52,9 +51,9 @@ extern "C" Q_DECL_EXPORT ssize_t write(int descriptor, const void *bytes, size_t
 {
     using Write = ssize_t (*)(int, const void *, size_t);
     static const auto realWrite = reinterpret_cast<Write>(::dlsym(RTLD_NEXT, "write"));
-    struct stat status = {};
-    if (disk.load() != Disk::Sound && descriptor > STDERR_FILENO && ::fstat(descriptor, &status) == 0
-        && S_ISREG(status.st_mode)) {
+    // No pipe, and no variable here: the address sanitizer misses that a cancelled thread leaves its stack.
+    const bool isFile = descriptor > STDERR_FILENO && ::lseek(descriptor, 0, SEEK_CUR) >= 0;
+    if (disk.load() != Disk::Sound && isFile) {
         do
             ::usleep(1000);
         while (disk.load() == Disk::Stalled);
