@@ -116,7 +116,7 @@ void runHost(const End &expected, const std::function<void()> &host)
     if (status == kSkipped)
         result.store(kSkipped);
     else if (!expect(isAsExpected, "the host's end"))
-        std::fprintf(stderr, "It ended with %d and:\n%s", status, errors.right(2000).constData());
+        std::fprintf(stderr, "It ended with %d and:\n%s", status, errors.right(12000).constData());
 }
 
 QtDebugLogger *startLogging()

@@ -14,18 +14,9 @@ void __tsan_acquire(void *address); // NOLINT(bugprone-reserved-identifier): the
 void __tsan_release(void *address); // NOLINT(bugprone-reserved-identifier)
 }
 
-struct QSignalSpyCallbackSet
-{
-    void (*signalBegin)(QObject *caller, int index, void **arguments);
-    void (*slotBegin)(QObject *caller, int index, void **arguments);
-    void (*signalEnd)(QObject *caller, int index);
-    void (*slotEnd)(QObject *caller, int index);
-};
-void Q_CORE_EXPORT qt_register_signal_spy_callbacks(QSignalSpyCallbackSet *callbacks);
-
 /**
- * Qt itself is not built for the sanitizer, so its queue has to be told: what a thread did before it emitted a signal
- * happens before what any receiver does with an event later.
+ * Qt itself is not built for the sanitizer, so its queue has to be told: what a thread did before it copied a request
+ * into the queue happens before what any receiver does with an event later.
  */
 class Application : public QCoreApplication // clazy:exclude=missing-qobject-macro
 {
@@ -33,14 +24,10 @@ public:
     Application(int &argumentCount, char **arguments)
         : QCoreApplication(argumentCount, arguments)
     {
-        static QSignalSpyCallbackSet callbacks
-            = {[](QObject *, int, void **) { __tsan_release(&queue); }, nullptr, nullptr, nullptr};
-        qt_register_signal_spy_callbacks(&callbacks);
-    }
-    ~Application() override
-    {
-        QtDebugLogger::getInstance()->stopThread();
-        __tsan_acquire(&queue); // The thread's end is signalled, too.
+        // Before the logger registers its own functions for the type.
+        QMetaType::registerNormalizedType(
+            "QSharedPointer<FileIOObject>", destroy, copy, sizeof(FileIOObjectPointer),
+            QMetaType::TypeFlags(QtPrivate::QMetaTypeTypeFlags<FileIOObjectPointer>::Flags), nullptr);
     }
     Q_DISABLE_COPY(Application)
 
@@ -51,6 +38,16 @@ public:
     }
 
 private:
+    static void *copy(void *at, const void *request)
+    {
+        void *const copied = request == nullptr
+            ? new (at) FileIOObjectPointer
+            : new (at) FileIOObjectPointer(*static_cast<const FileIOObjectPointer *>(request));
+        __tsan_release(&queue);
+        return copied;
+    }
+    static void destroy(void *request) { static_cast<FileIOObjectPointer *>(request)->~FileIOObjectPointer(); }
+
     inline static char queue = 0;
 };
 
