@@ -285,8 +285,7 @@ void QtDebugLogger::tellWhatWasDropped(unsigned long category)
 
 void QtDebugLogger::post(const QString &line, unsigned long category)
 {
-    const FileIOObjectPointer request = RequestPool::take(line);
-    request->category = category;
+    const FileIOObjectPointer request = RequestPool::take(line, category);
     request->m_isQueued = !LogWriterThread::isCurrent();
     if (request->m_isQueued)
         m_postedRequests.fetch_add(1);

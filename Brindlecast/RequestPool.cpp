@@ -43,7 +43,6 @@ bool isUsedAsRequestOnly(const FileIOObject &request)
 
 void giveBack(FileIOObject *request)
 {
-    request->category = 1;
     if (request->contentList.size() != 1 || request->contentList.constFirst().capacity() > kLongestKeptLine)
         request->contentList.clear();
     if (!isUsedAsRequestOnly(*request) || !tryToPool(request))
@@ -52,11 +51,12 @@ void giveBack(FileIOObject *request)
 
 } // namespace
 
-FileIOObjectPointer RequestPool::take(const QString &line)
+FileIOObjectPointer RequestPool::take(const QString &line, unsigned long category)
 {
     FileIOObject *request = takePooled();
     if (request == nullptr)
         request = new FileIOObject(nullptr);
+    request->category = category;
     if (request->contentList.isEmpty())
         request->contentList.append(line);
     else

@@ -18,6 +18,6 @@
 namespace RequestPool {
 
 /** A newly constructed request with one line, or one that can't be told from it but by the thread that it lives on. */
-FileIOObjectPointer take(const QString &line);
+FileIOObjectPointer take(const QString &line, unsigned long category);
 
 } // namespace RequestPool

@@ -202,6 +202,38 @@ private Q_SLOTS:
         QCOMPARE(writtenLogs(), QByteArray("the host's\nthe logger's\n"));
     }
 
+    void makesEachRequestAfresh()
+    {
+        const auto traits = [](const FileIOObject &request) {
+            return std::make_tuple(request.objectName(), request.dynamicPropertyNames(), request.signalsBlocked(),
+                                   request.children(), request.path, request.state, request.myfile.fileName(),
+                                   request.contentList);
+        };
+        FileIOObject fresh(nullptr);
+        fresh.contentList.append("fresh"_q);
+        using Meddle = void (*)(FileIOObject &);
+        const Meddle meddlings[] = {[](FileIOObject &request) { request.setObjectName("mine"_q); },
+                                    [](FileIOObject &request) { request.setProperty("mine", 1); },
+                                    [](FileIOObject &request) { request.blockSignals(true); },
+                                    [](FileIOObject &request) { new QObject(&request); },
+                                    [](FileIOObject &request) { request.path = "mine"_q; },
+                                    [](FileIOObject &request) { request.state = eIOREADYTOOPEN; },
+                                    [](FileIOObject &request) { request.myfile.setFileName("mine"_q); },
+                                    [](FileIOObject &request) { request.contentList.append("mine"_q); }};
+        for (const Meddle meddle : meddlings) {
+            const auto connection = connect(logger(), &QtDebugLogger::handleIOSignal,
+                                            [meddle](const FileIOObjectPointer &request) { meddle(*request); });
+            append("touched");
+            disconnect(connection);
+            QVERIFY(logger()->flush(kEnoughMs));
+            logger()->stopThread(); // Nobody holds it any more.
+            logger()->startThread();
+            const Requests requests;
+            append("fresh");
+            QVERIFY(traits(*requests.last()) == traits(fresh));
+        }
+    }
+
     void flushesForManyThreads()
     {
         std::atomic<int> missing{0};

@@ -150,13 +150,14 @@ struct Tally
     int gaps = 0;
     QStringList others; // All other messages, with their labels.
     QString last;
+    QDateTime time; // Of the last one.
 };
 
 // Expects whole lines in order only; with `count`, that many of source 0 without a gap, and no other messages.
 Tally expectWholeLines(int count = -1)
 {
     static const QRegularExpression pattern(
-        "^\\[\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\] (<\\w+:> )\\S* \\d+: ((?:t(\\d) (\\d+)\\. *\\|$)?.*)$"_q,
+        "^\\[(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)\\] (<\\w+:> )\\S* \\d+: ((?:t(\\d) (\\d+)\\. *\\|$)?.*)$"_q,
         QRegularExpression::DotMatchesEverythingOption);
     Tally tally;
     int broken = 0; // Records that are none, or out of order, or the second of two that are the same.
@@ -165,14 +166,15 @@ Tally expectWholeLines(int count = -1)
         end = bytes.indexOf("\n\n", begin);
         end = end < 0 ? bytes.size() : end;
         const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(bytes.mid(begin, end - begin)));
-        tally.last = match.captured(1) + match.captured(2);
+        tally.time = QDateTime::fromString(match.captured(1), "yyyy-MM-dd hh:mm:ss"_q);
+        tally.last = match.captured(2) + match.captured(3);
         if (!match.hasMatch() || end == bytes.size()) {
             ++broken;
-        } else if (match.captured(4).isEmpty()) {
+        } else if (match.captured(5).isEmpty()) {
             tally.others.append(tally.last);
         } else {
-            const auto source = match.captured(3).toUInt();
-            const int number = match.captured(4).toInt();
+            const auto source = match.captured(4).toUInt();
+            const int number = match.captured(5).toInt();
             tally.gaps += number > tally.next.at(source) ? 1 : 0;
             broken += number < tally.next.at(source) ? 1 : 0;
             tally.next.at(source) = number + 1;
@@ -425,9 +427,11 @@ SCENARIO(isControlledAtRandom, 3)
             other.join();
         }
         startLogging();
+        const QDateTime now = QDateTime::currentDateTime();
         qDebug("the last line");
         expect(host.isFlushed(), "a logger that goes on");
         const Tally tally = expectWholeLines();
+        expect(tally.time.addSecs(1) > now, "the time of the line, not of the thread's line before");
         const QStringList removals = tally.others.filter("<Debug:> The file :"_q);
         expect(tally.last == "<Debug:> the last line"_q && tally.others == removals + QStringList(tally.last),
                "no others");
@@ -474,13 +478,13 @@ SCENARIO(flushesAllThatWaits, 40)
 
 SCENARIO(stopsInAStalledWrite, 10)
 {
-    for (const bool isShort : {true, false}) {
-        runHost({}, [amount, isShort] {
+    for (const auto &[isShort, held] : {std::pair(true, amount), std::pair(false, amount), std::pair(false, 1)}) {
+        runHost({}, [amount, isShort = isShort, held = held] {
             const Host host;
             raiseAll(0, amount);
             expect(host.isFlushed(), "lines written before the stall");
             disk.store(Disk::Stalled);
-            raiseAll(amount, 2 * amount);
+            raiseAll(amount, amount + held);
             QElapsedTimer timer;
             timer.start();
             expect(!host.logger->flush(300) && timer.elapsed() >= 300 && timer.elapsed() < 1500, "a flush in vain");
@@ -491,10 +495,11 @@ SCENARIO(stopsInAStalledWrite, 10)
             timer.restart();
             host.logger->stopThread();
             expect(timer.elapsed() < 3000, "a stop within three seconds");
-            raiseAll(2 * amount, 3 * amount);
+            raiseAll(amount + held, amount + 2 * held - 1);
             relief.join();
             host.logger->startThread();
-            raiseAll(3 * amount, 4 * amount);
+            expect(host.isFlushed() == (isShort || held > 1), "a flush that tells whether the last line was lost");
+            raiseAll(amount + 2 * held - 1, 4 * amount);
         });
         const Tally tally = expectWholeLines(isShort ? 4 * amount : -1);
         expect(tally.lines[0] >= 4 * amount - 1 && tally.next[0] == 4 * amount, "all lines but the one in hand");
@@ -503,27 +508,31 @@ SCENARIO(stopsInAStalledWrite, 10)
 
 SCENARIO(thinsTheLogDirectory, 25)
 {
-    runHost({}, [amount] {
-        const QStringList kept = makeLogs(amount).mid(amount - 9);
-        const QString currentPath = QDir::currentPath();
-        const Host host;
-        raise(0, 0);
-        expect(host.isFlushed(), "the first line written");
-        host.logger->stopThread(); // It waits until the check has ended.
-        expect(QDir::currentPath() == currentPath, "the host's current directory");
-        host.logger->startThread();
-        const QFileInfoList threads = QDir("/proc/self/task"_q).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot);
-        for (const QFileInfo &thread : threads) {
-            const QString path = QFile::symLinkTarget(thread.filePath() + "/cwd"_q) + QLatin1Char('/');
-            expect(path != logDirectory(), "no thread left in the log directory");
-        }
-        raise(0, 1);
-        expect(host.isFlushed() && logNames().size() == 10 && logNames().mid(0, 9) == kept, "the ten newest logs");
-    });
-    const Tally tally = expectWholeLines();
-    expect(tally.lines[0] == 2 && tally.gaps == 0, "the host's lines");
-    const auto removals = tally.others.filter("<Debug:> The file : \"log-2020-"_q);
-    expect(removals.size() == amount - 9 && tally.others == removals, "each removal told once");
+    for (const bool leavesAtOnce : {false, true}) {
+        runHost({}, [amount, leavesAtOnce] {
+            const QStringList kept = makeLogs(amount).mid(amount - 9);
+            const QString currentPath = QDir::currentPath();
+            const Host host;
+            raise(0, 0);
+            if (leavesAtOnce)
+                return;
+            expect(host.isFlushed(), "the first line written");
+            host.logger->stopThread(); // It waits until the check has ended.
+            expect(QDir::currentPath() == currentPath, "the host's current directory");
+            host.logger->startThread();
+            const QFileInfoList threads = QDir("/proc/self/task"_q).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot);
+            for (const QFileInfo &thread : threads) {
+                const QString path = QFile::symLinkTarget(thread.filePath() + "/cwd"_q) + QLatin1Char('/');
+                expect(path != logDirectory(), "no thread left in the log directory");
+            }
+            raise(0, 1);
+            expect(host.isFlushed() && logNames().size() == 10 && logNames().mid(0, 9) == kept, "the ten newest logs");
+        });
+        const Tally tally = expectWholeLines();
+        expect(tally.lines[0] == (leavesAtOnce ? 1 : 2) && tally.gaps == 0, "the host's lines");
+        const auto removals = tally.others.filter("<Debug:> The file : \"log-2020-"_q);
+        expect(removals.size() == amount - 9 && tally.others == removals, "each removal told once");
+    }
 }
 
 QString diskPath(const char *name = "")
