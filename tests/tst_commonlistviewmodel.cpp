@@ -189,8 +189,8 @@ private Q_SLOTS:
         disconnect(connection);
         other.join();
         QVERIFY(isDone && !wasDoneWithinReset);
-        QCOMPARE(model.get(1).value("name"_q),
-                 "C"_q); // The row that the other thread had checked was gone by its turn.
+        // The row that the other thread had checked was gone by its turn.
+        QCOMPARE(model.get(1).value("name"_q), "C"_q);
 
         connect(&model, &CommonListViewModel::countUpdated, &context,
                 [&] { std::thread([&] { model.removeItemDataAt(0); }).join(); });

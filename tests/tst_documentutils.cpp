@@ -18,11 +18,6 @@ constexpr int kHostileNames = 10000;
 constexpr int kNamesPerPath = 40;
 constexpr auto kEverything = QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System;
 
-QString contents(const QString &path)
-{
-    return QString::fromUtf8(fileContents(path));
-}
-
 bool write(const QString &path, const QString &text)
 {
     QFile file(path);
@@ -80,7 +75,7 @@ class tst_DocumentUtils : public QObject
     bool copyFindAndRemove(const QString &from, const QString &toDir, const QString &toName, const QString &ext)
     {
         if (!write(from, toName) || m_utils.copyFileOrDir(from, toDir, toName) != 1
-            || contents(toDir + toName) != toName)
+            || fileContents(toDir + toName) != toName.toUtf8())
             return false;
         const QString byExtension = toDir + "x."_q + ext;
         if (!makeFile(byExtension) || m_utils.removeSpecifiedExtFilesInDir(toDir, "none"_q)
@@ -89,7 +84,7 @@ class tst_DocumentUtils : public QObject
         const bool isFound = m_utils.findFirstFileWithSpecifiedExt(toDir, ext).startsWith(toDir);
         if (m_utils.removeSpecifiedExtFilesInDir(toDir, ext) || QFile::exists(byExtension) == isFound)
             return false;
-        return (isFound && toName.endsWith("."_q + ext)) || contents(toDir + toName) == toName;
+        return (isFound && toName.endsWith("."_q + ext)) || fileContents(toDir + toName) == toName.toUtf8();
     }
 
     const QByteArray m_searchPath = qgetenv("PATH");
@@ -107,7 +102,7 @@ private Q_SLOTS:
     {
         qputenv("PATH", m_searchPath);
         QVERIFY(QDir::setCurrent(QDir::rootPath()));
-        QCOMPARE(contents(path("cwd/canary.log"_q)), "alive"_q);
+        QCOMPARE(fileContents(path("cwd/canary.log"_q)), QByteArray("alive"));
         QCOMPARE(QDir(path("cwd"_q)).entryList(kEverything), QStringList("canary.log"_q));
     }
 
@@ -140,7 +135,7 @@ private Q_SLOTS:
                 QVERIFY(fakeCommands(status));
                 const Recorder recorder;
                 QCOMPARE(m_utils.copyFileOrDir(from, toDir, toName), status == 0 ? 1 : 0);
-                QCOMPARE(contents(path("commands"_q)), mkdir + cp);
+                QCOMPARE(fileContents(path("commands"_q)), (mkdir + cp).toUtf8());
                 if (status != 0)
                     messages
                         += {site.arg(43) + "Illegal character in filename"_q, site.arg(44) + "system return: 768 3"_q};
@@ -153,8 +148,8 @@ private Q_SLOTS:
         QVERIFY(m_utils.removeSpecifiedExtFilesInDir(path(QString()), "log"_q)); // true says that the command failed
         QVERIFY(QDir().rename("there"_q, "-x y"_q));
         QVERIFY(m_utils.removeSpecifiedExtFilesInDir("-x y/"_q, "журнал"_q) && QDir().rmdir("-x y"_q));
-        QVERIFY(contents(path("commands"_q))
-                    .endsWith("]\n[rm][-rf][%1*.log]\n[rm][-rf][--][-x y/*.журнал]\n"_q.arg(path(QString()))));
+        const QString removals = "]\n[rm][-rf][%1*.log]\n[rm][-rf][--][-x y/*.журнал]\n"_q.arg(path(QString()));
+        QVERIFY(fileContents(path("commands"_q)).endsWith(removals.toUtf8()));
     }
 
     void refusesWhatNoCommandCanSay()
@@ -182,7 +177,7 @@ private Q_SLOTS:
                 && !m_utils.removeSpecifiedExtFilesInDir("."_q, QString()));
         QVERIFY(m_utils.findFirstFileWithSpecifiedExt("."_q, QString()).isEmpty());
         QCOMPARE(Recorder::messages().size(), refused + 2);
-        QCOMPARE(contents(path("commands"_q)), QString());
+        QCOMPARE(fileContents(path("commands"_q)), QByteArray());
     }
 
     void copiesRemovesAndFinds()

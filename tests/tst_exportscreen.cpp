@@ -55,20 +55,13 @@ public:
     }
     Q_INVOKABLE QString content(const QString &path) { return QString::fromUtf8(fileContents(path)); }
     /** Puts an empty disk on a folder, with the mount options of a tmpfs. False where that is not allowed. */
-    Q_INVOKABLE bool mountDisk(const QString &options, const QString &path)
+    Q_INVOKABLE bool mountDisk(const QString &options, const QString &path, bool isProtected = false)
     {
+        const unsigned long flags = isProtected ? MS_RDONLY : 0;
         const char *const type = "tmpfs";
-        return canMount && ::mount(type, QFile::encodeName(path).constData(), type, 0, qPrintable(options)) == 0;
+        return canMount && ::mount(type, QFile::encodeName(path).constData(), type, flags, qPrintable(options)) == 0;
     }
-    Q_INVOKABLE bool protectDisk(const QString &path)
-    {
-        return ::mount(nullptr, QFile::encodeName(path).constData(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
-    }
-    Q_INVOKABLE void log(const QString &text, int times)
-    {
-        for (int i = 0; i < times; ++i)
-            qInfo() << text;
-    }
+    Q_INVOKABLE void log(const QString &text) { qInfo() << text; }
     Q_INVOKABLE bool flushLog() { return QtDebugLogger::getInstance()->flush(5000); }
 
 public Q_SLOTS: // Called by Qt Quick Test.

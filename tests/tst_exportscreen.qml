@@ -184,8 +184,7 @@ Item {
                 { tag: "no more files", options: "size=4m,nr_inodes=3", size: 50000, copied: 2, title: "Not enough space", remove: true },
                 { tag: "full half-way", options: "size=8m", size: 30000, count: 200, title: "Not enough space", remove: true,
                   during: () => tryVerify(() => screen.job.filesDone >= 3) || disk.write(stick + "/other.log", 9000000, 0) },
-                { tag: "write-protected", options: "size=4m", size: 50, copied: 0, title: "Write-protected", remove: false,
-                  before: () => verify(disk.protectDisk(stick)) },
+                { tag: "write-protected", options: "size=4m", isProtected: true, size: 50, copied: 0, title: "Write-protected", remove: false },
                 { tag: "gone before", size: 50, copied: 0, title: "Stick gone", remove: false,
                   before: () => verify(disk.remove(stick)) },
                 // The copy may put one more file into the folder while it is being removed.
@@ -197,7 +196,7 @@ Item {
         }
 
         function test_failures(row) {
-            if (row.options && !disk.mountDisk(row.options, stick))
+            if (row.options && !disk.mountDisk(row.options, stick, Boolean(row.isProtected)))
                 skip("this machine does not let the test mount a small disk")
             writeLogs(row.count || 3, row.size)
             open()
@@ -256,7 +255,7 @@ Item {
             compare(text("loggingText"), "Logging on")
             click("loggingSwitch")
             compare(text("loggingText"), "Logging off")
-            disk.log("said while logging is off", 1)
+            disk.log("said while logging is off")
 
             // The next file has another name only in another second.
             wait(1100)
@@ -264,7 +263,7 @@ Item {
             const before = newest()
             click("loggingSwitch")
             compare(text("loggingText"), "Logging on")
-            disk.log("said while logging is on", 1)
+            disk.log("said while logging is on")
             verify(disk.flushLog())
             tryVerify(() => newest() !== before)
             const said = disk.content(disk.logDirectory + newest())
@@ -272,7 +271,8 @@ Item {
 
             // What has been said by now is in the copy, although much of it is still on its way to the file.
             click("row0")
-            disk.log("said before the export", 20000)
+            for (let i = 0; i < 20000; ++i)
+                disk.log("said before the export")
             click("exportButton")
             compare(result()[0], "Export done")
             compare(disk.content(stick + "/" + disk.list(stick)[0]).split("said before the export").length, 20001)

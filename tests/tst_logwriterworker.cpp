@@ -12,10 +12,7 @@ class Worker : public LogWriterWorker
     Q_OBJECT
 
 public:
-    Worker()
-        : LogWriterWorker(nullptr)
-    {
-    }
+    using LogWriterWorker::LogWriterWorker;
     using LogWriterWorker::makeLogFilePath;
 
     FileIOObjectPointer write(unsigned long category, const QStringList &lines)
@@ -51,7 +48,7 @@ private Q_SLOTS:
 
     void namesFilesByLocalTime()
     {
-        Worker worker;
+        Worker worker(nullptr);
         QVERIFY(QDir(logDirectory()).exists());
         for (const unsigned long category : {1UL, 4UL, 5UL, 64UL}) {
             QVERIFY(removeLogDirectory());
@@ -66,7 +63,7 @@ private Q_SLOTS:
 
     void appendsRequestsInOrder()
     {
-        Worker worker;
+        Worker worker(nullptr);
         worker.onClearData();
         worker.onHandleIO(FileIOObjectPointer());
         QVERIFY(logNames().isEmpty());
@@ -93,7 +90,7 @@ private Q_SLOTS:
                {4, kLimit, kLimit + 13, ""}};
         for (const auto &[category, size, grownTo, inNextFile] : rows) {
             QVERIFY(removeLogDirectory());
-            Worker worker;
+            Worker worker(nullptr);
             worker.write(category, {"first"_q});
             // Out of the way of its successor, which gets the same name when it is made in the same second.
             const QString aside = logDirectory() + "aside"_q;
@@ -108,7 +105,7 @@ private Q_SLOTS:
     void staysSilentAfterAFailedReplacement()
     {
         const QString directory = logDirectory().chopped(1);
-        Worker worker;
+        Worker worker(nullptr);
         worker.write(1, {"first"_q});
         QVERIFY(QFile::resize(onlyLogPath(), kLimit) && removeLogDirectory() && makeFile(directory));
         const QString earliest = worker.makeLogFilePath(1);
@@ -127,7 +124,7 @@ private Q_SLOTS:
     void thinsTheDirectoryOncePerName()
     {
         const QString currentPath = QDir::currentPath();
-        Worker worker;
+        Worker worker(nullptr);
         worker.write(2, {"a"_q});
         QVERIFY(makeFile(onlyLogPath(), 0, longAgo()));
         const QStringList old = makeLogs(25);
@@ -147,7 +144,7 @@ private Q_SLOTS:
         // Into the file that was just begun, and into one that they begin.
         for (const unsigned long category : {4UL, 1UL}) {
             QVERIFY(removeLogDirectory() && !makeLogs(25).isEmpty());
-            Worker worker;
+            Worker worker(nullptr);
             reentered = &worker;
             reenteredCategory = category;
             const auto handler = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {

@@ -15,7 +15,6 @@
 #include <QRegularExpression>
 #include <QScopeGuard>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>

@@ -26,7 +26,7 @@ public:
     {
         // Before the logger registers its own functions for the type.
         QMetaType::registerNormalizedType(
-            "QSharedPointer<FileIOObject>", destroy, copy, sizeof(FileIOObjectPointer),
+            "QSharedPointer<FileIOObject>", TypeFunctions::Destruct, copy, sizeof(FileIOObjectPointer),
             QMetaType::TypeFlags(QtPrivate::QMetaTypeTypeFlags<FileIOObjectPointer>::Flags), nullptr);
     }
     Q_DISABLE_COPY(Application)
@@ -38,15 +38,14 @@ public:
     }
 
 private:
+    using TypeFunctions = QtMetaTypePrivate::QMetaTypeFunctionHelper<FileIOObjectPointer>;
+
     static void *copy(void *at, const void *request)
     {
-        void *const copied = request == nullptr
-            ? new (at) FileIOObjectPointer
-            : new (at) FileIOObjectPointer(*static_cast<const FileIOObjectPointer *>(request));
+        void *const copied = TypeFunctions::Construct(at, request);
         __tsan_release(&queue);
         return copied;
     }
-    static void destroy(void *request) { static_cast<FileIOObjectPointer *>(request)->~FileIOObjectPointer(); }
 
     inline static char queue = 0;
 };
