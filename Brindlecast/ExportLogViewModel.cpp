@@ -13,6 +13,8 @@
 #include <QVariant>
 #include <QVector>
 
+#include <utility>
+
 namespace {
 
 constexpr qint64 kBytesPerKilobyte = 1024;
@@ -272,6 +274,8 @@ template <typename Change> void ExportLogViewModel::changeRows(RowChange &rowCha
         m_rowChange->isDisturbed = true;
     const QScopedValueRollback<RowChange *> rollback(m_rowChange, &rowChange);
     change();
+    if (m_rowChange == &rowChange)
+        finishRowChange(); // The host keeps the list model from telling.
 }
 
 // The new entries take the place of the former ones, and the counters start anew, when the former rows are gone and no
@@ -325,12 +329,15 @@ void ExportLogViewModel::followRowsAboutToBeReset()
 
 void ExportLogViewModel::followRowsReset()
 {
-    const RowChange *rowChange = m_rowChange;
-    if (!rowChange || --m_rowChange->resetsUnderWay > 0) {
+    if (!m_rowChange || --m_rowChange->resetsUnderWay > 0)
         followForeignChange();
-        return;
-    }
-    m_rowChange = nullptr; // what follows within the same call is not ours
+    else
+        finishRowChange();
+}
+
+void ExportLogViewModel::finishRowChange()
+{
+    const RowChange *rowChange = std::exchange(m_rowChange, nullptr); // what follows within the same call is not ours
     if (rowChange->listing) {
         m_currentFolder = rowChange->listing->folder; // a slot may have listed another one meanwhile
         m_fileInfoList = rowChange->listing->entries;

@@ -187,6 +187,7 @@ private:
     qint64 fileSizeOfRow(int index) const;
     void followRowsAboutToBeReset();
     void followRowsReset();
+    void finishRowChange();
     void followForeignChange();
 
     int m_selectedNumber = 0;
