@@ -40,9 +40,7 @@ bool isAscii(QChar character)
 // Whether the shell takes the character literally, wherever it stands.
 bool isClean(QChar character)
 {
-    const ushort code = character.unicode();
-    return (code >= '0' && code <= '9') || (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z')
-        || QLatin1String("._-/+@,:%=").contains(character);
+    return character.isLetterOrNumber() || QLatin1String("._-/+@,:%=").contains(character);
 }
 
 bool isClean(const QString &text)
@@ -52,8 +50,9 @@ bool isClean(const QString &text)
 
 // Whether the command reads the same to the shell, which sees bytes, as it does here. A multi-byte encoding whose
 // characters hold bytes that mean something to the shell doesn't qualify.
-bool isCarriedByEncoding(const QString &text)
+bool isCarriedByEncoding(const QString &argument)
 {
+    const QString text = QLatin1Char('/') + argument; // From the head of a text a decoder takes a byte-order mark away.
     const QByteArray bytes = text.toLocal8Bit();
     if (text.contains(QChar(QChar::Null)) || QString::fromLocal8Bit(bytes) != text)
         return false;

@@ -14,12 +14,11 @@
  * Copying and removing run `mkdir`, `cp` and `rm` through the system shell and block the calling thread until the
  * command has ended; for a large copy use a thread that may wait. Nothing is kept between calls.
  *
- * **Any text is safe to pass.** Text of letters, digits and `. _ - / + @ , : % =` reaches the shell as it is; a source
- * path always stands in quotes. Any other text is quoted, so that the shell takes it as one plain word: no blank splits
- * it, and no `$`,
- * `;`, `*`, `~` or line feed in it means anything. After a word that begins with `-` is told from an option by `--`.
- * Refused, with the result of a failure and one debug message, before anything runs, is what can't be said to the
- * shell:
+ * **Any text is safe to pass.** Text of letters and digits of any script and `. _ - / + @ , : % =` reaches the shell as
+ * it is; a source path always stands in quotes. Any other text is quoted, so that the shell takes it as one plain word:
+ * no blank splits it, and no `$`, `;`, `*`, `~` or line feed in it means anything. A word that begins with `-` is told
+ * from an option by a `--` before it. Refused, with the result of a failure and one debug message, before anything
+ * runs, is what can't be said to the shell:
  * - a text that holds a NUL or that the local 8-bit encoding can't carry (half of a surrogate pair, for instance);
  * - an extension that is more than a plain suffix: with "/", a blank, a pattern character (`*`, `?`, `[`) or any other
  *   ASCII character than letters, digits and `. _ - + @ , : % =`.

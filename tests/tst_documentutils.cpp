@@ -113,7 +113,7 @@ private Q_SLOTS:
                              "int DocumentUtils::copyFileOrDir(const QString&, const QString&, const QString&): "_q;
         // From, to folder and name, and the command; "there" exists.
         const QStringList cases = {
-            "/l/a.log|/no/usb/||cp -rf '/l/a.log' /no/usb/"_q,
+            "/l/a.log|/no/日志/||cp -rf '/l/a.log' /no/日志/"_q,
             "aZ09._-/+@,:%=|there/|zA90._-/+@,:%=|cp -rf 'aZ09._-/+@,:%=' there/zA90._-/+@,:%="_q,
             "a|there|b|cp -rf 'a' thereb"_q,
             "a|||cp -rf 'a' "_q,
@@ -121,7 +121,7 @@ private Q_SLOTS:
             "it's;|there/||cp -rf \"it's;\" there/"_q,
             "it's $HOME|there/||cp -rf 'it'\\''s $HOME' there/"_q,
             "-a|-p/|-b|cp -rf -- '-a' -p/-b"_q,
-            "a|~/x y/|it's*|cp -rf 'a' '~/x y/it'\\''s*'"_q,
+            "a|~/x y/|\ufeffit's*|cp -rf 'a' '~/x y/\ufeffit'\\''s*'"_q,
         };
         for (const QString &row : cases) {
             const QStringList part = row.split("|"_q);
