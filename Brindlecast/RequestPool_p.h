@@ -17,7 +17,7 @@
  */
 namespace RequestPool {
 
-/** A newly constructed request with one line, or one that can't be told from it but by the thread that it lives on. */
+/** A newly constructed request with category and line, or one that differs only in the thread that it lives on. */
 FileIOObjectPointer take(const QString &line, unsigned long category);
 
 } // namespace RequestPool
