@@ -11,6 +11,8 @@
 #include <QFileInfo>
 #include <QStorageInfo>
 
+#include <algorithm>
+
 namespace {
 
 constexpr qint64 kDefaultNeededSpaceBytes = 100LL * 1024 * 1024;
@@ -21,6 +23,19 @@ constexpr MessageSite kUnknownStorage{__FILE__, 58, "bool DiskChecker::isDiskFul
 constexpr MessageSite kEmptyDirectory{__FILE__, 95, "void DiskChecker::listDir()"};
 constexpr MessageSite kFileRemoved{__FILE__, 128, "bool DiskChecker::removeOldestFile()"};
 constexpr MessageSite kEmptyEntry{__FILE__, 133, "bool DiskChecker::removeOldestFile()"};
+
+// As QDir's name filters do. A pattern such as "*.log" is compared without a regular expression, for which Qt makes a
+// global object that is gone when the logger writes its last lines, while the process exits.
+bool matches(const QString &name, const QStringList &patterns)
+{
+    const auto matchesOne = [&name](const QString &pattern) {
+        const QString suffix = pattern.mid(1);
+        const bool isSuffix = pattern.startsWith(QLatin1Char('*'))
+            && std::none_of(suffix.begin(), suffix.end(), [](QChar c) { return QStringLiteral("*?[]\\").contains(c); });
+        return isSuffix ? name.endsWith(suffix, Qt::CaseInsensitive) : QDir::match(pattern, name);
+    };
+    return patterns.isEmpty() || std::any_of(patterns.begin(), patterns.end(), matchesOne);
+}
 
 } // namespace
 
@@ -52,19 +67,26 @@ bool DiskChecker::isDiskFull(quint64 maxsize)
 
 void DiskChecker::listDir()
 {
-    QDir directory;
-    QDir::setCurrent(m_dirPath);
+    const QDir directory(m_keepsCurrentDirectory ? m_dirPath : QStringLiteral("."));
+    if (!m_keepsCurrentDirectory)
+        QDir::setCurrent(m_dirPath);
     m_dirList.clear();
-    m_listedNames.clear();
+    m_olderNamesakes.clear();
     if (directory.isEmpty()) {
         kEmptyDirectory.debug() << "Dictionary is Empty!";
         return;
     }
-    QFileInfoList entries = directory.entryInfoList(m_filter, QDir::Files, QDir::NoSort);
+    QFileInfoList entries = directory.entryInfoList(QDir::Files, QDir::NoSort);
+    const auto isForeign = [this](const QFileInfo &entry) { return !matches(entry.fileName(), m_filter); };
+    entries.erase(std::remove_if(entries.begin(), entries.end(), isForeign), entries.end());
     sortByTime(entries);
     for (const QFileInfo &entry : qAsConst(entries)) {
-        m_dirList.append(entry.baseName());
-        m_listedNames.append(entry.fileName());
+        const QString name = entry.baseName();
+        m_dirList.append(name);
+        if (entry.fileName() == name + QStringLiteral(".log"))
+            m_olderNamesakes.insert(name, 0);
+        else if (m_olderNamesakes.contains(name))
+            ++m_olderNamesakes[name];
     }
 }
 
@@ -73,16 +95,17 @@ bool DiskChecker::removeOldestFile()
     bool res = false;
     while (m_dirList.size() > kFilesKept) {
         const QString oldestEntry = m_dirList.takeLast();
-        const QString listedName = m_listedNames.isEmpty() ? QString() : m_listedNames.takeLast();
         if (oldestEntry.isEmpty()) {
             kEmptyEntry.debug() << "no file in this dictionary";
             continue;
         }
+        const auto olderNamesakes = m_olderNamesakes.find(oldestEntry);
+        if (olderNamesakes == m_olderNamesakes.end() || (*olderNamesakes)-- > 0)
+            continue; // No file of ours, or another one's turn.
         const QString oldestFileName = oldestEntry + QStringLiteral(".log");
         const QString path = m_dirPath + oldestFileName;
         // Without a directory the listing is that of the current one, whose files are not ours.
-        if (!m_dirPath.isEmpty() && oldestFileName == listedName && path != m_currentUsedLogFile && QFile::exists(path)
-            && QFile::remove(path)) {
+        if (!m_dirPath.isEmpty() && path != m_currentUsedLogFile && QFile::exists(path) && QFile::remove(path)) {
             res = true;
             kFileRemoved.debug() << "The file :" << oldestFileName << "is removed";
         }

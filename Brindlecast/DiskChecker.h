@@ -5,6 +5,7 @@
 
 #include <Brindlecast/brindlecast_export.h>
 
+#include <QHash>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -14,11 +15,12 @@
  *
  * "Newest" is judged by the instant of the last modification; files of the same millisecond are ordered by name. A
  * file is named by its base name (up to the first dot) followed by ".log". One that matches the filter but is named
- * otherwise ("a.b.log", "A.LOG") takes its place in the order and is never removed, nor is another in its stead.
+ * otherwise ("a.b.log", "A.LOG") takes its place in the order and is never removed, nor is another one instead.
  *
  * What it does is reported through Qt's debug messages only.
  *
- * @warning A listing makes the guarded directory the current working directory of the calling thread's process.
+ * @warning A listing makes the guarded directory the current working directory of the calling thread's process. Only
+ * the logger's own guard does not.
  *
  * Thread safety: reentrant; use each object from one thread at a time.
  */
@@ -72,6 +74,11 @@ private:
     QStringList m_dirList;
     QString m_currentUsedLogFile;
 
-    // The full names of the files in m_dirList, which tell foreign files from ours.
-    QStringList m_listedNames;
+    friend class LogWriterWorker;
+
+    // The entries of m_dirList whose own file, of that name and ".log", was listed; with the number of other files of
+    // the same base name ("a.b.log" beside "a.log") that are older and so come first when the oldest are removed.
+    QHash<QString, int> m_olderNamesakes;
+    // The logger's own guard leaves the current directory, which belongs to the whole process, to the host.
+    bool m_keepsCurrentDirectory = false;
 };

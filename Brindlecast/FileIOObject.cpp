@@ -3,7 +3,7 @@
 
 #include "FileIOObject.h"
 
-#include "ForcedEnd_p.h"
+#include "writer/Cancellation_p.h"
 
 #include <cerrno>
 
@@ -28,7 +28,7 @@ bool FileIOObject::openFile()
     myfile.setFileName(path);
     if (path.isEmpty())
         return false; // QFile would raise a warning, which comes back to the logger as one more line.
-    const ForcedEnd::Allowed cancellable;
+    const Cancellation::EnabledScope cancellable;
     return myfile.open(QIODevice::ReadWrite | QIODevice::Append);
 }
 
@@ -37,13 +37,7 @@ bool FileIOObject::writeFile()
     if (contentList.isEmpty() || !myfile.isOpen())
         return false;
 
-    const QByteArray batch = encodedLines();
-    if (hasBacklog() && writeWhole(m_backlog))
-        m_backlog.clear();
-    if (!hasBacklog() && writeWhole(batch))
-        return true;
-    if (!hasBacklog() || m_backlog.size() + batch.size() <= kBacklogLimitBytes)
-        m_backlog += batch;
+    writeBatch(textToWrite().toUtf8());
     return true;
 }
 
@@ -57,15 +51,23 @@ void FileIOObject::closeFile()
     myfile.close();
 }
 
-QByteArray FileIOObject::encodedLines() const
+QString FileIOObject::textToWrite() const
 {
-    QByteArray bytes = contentList.constFirst().toUtf8();
-    bytes += '\n';
-    for (int i = 1; i < contentList.size(); ++i) {
-        bytes += contentList.at(i).toUtf8();
-        bytes += '\n';
-    }
-    return bytes;
+    QString text;
+    for (const QString &line : contentList)
+        text += line + QLatin1Char('\n');
+    return text;
+}
+
+// Writes the batch behind what still waits, or lets it wait too.
+void FileIOObject::writeBatch(const QByteArray &batch)
+{
+    if (hasBacklog() && writeWhole(m_backlog))
+        m_backlog.clear();
+    if (!hasBacklog() && writeWhole(batch))
+        return;
+    if (!hasBacklog() || m_backlog.size() + batch.size() <= kBacklogLimitBytes)
+        m_backlog += batch;
 }
 
 // Past QFile's buffer: that one holds up to 16 KiB of a record, tears larger ones when the disk is full, and writes in
@@ -76,7 +78,7 @@ bool FileIOObject::writeWhole(const QByteArray &batch)
     const char *rest = batch.constData();
     auto left = static_cast<size_t>(batch.size());
     while (left > 0) {
-        const ForcedEnd::Allowed cancellable;
+        const Cancellation::EnabledScope cancellable;
         const ssize_t written = ::write(descriptor, rest, left);
         if (written > 0) {
             rest += written;

@@ -23,7 +23,7 @@ enum FileIOState {
  * A write request on its way to the writer thread and, kept there, the handle of one category's log file.
  *
  * As a request only `category` and `contentList` are used. As a log file it opens, writes and closes; names, states
- * and the moment to begin another file are its owner's affair (LogWriterWorker).
+ * and the moment to begin another file are up to its owner (LogWriterWorker).
  *
  * What reaches the file are whole batches of lines. When the disk is full, a batch that was written in part is taken
  * back, kept in memory and written before anything newer once there is space; past 64 KiB of such a backlog newer
@@ -81,15 +81,17 @@ public:
     unsigned long category = 1;
 
 private:
+    friend class LogQueue;
     friend class LogWriterWorker;
     friend class QtDebugLogger;
 
-    QByteArray encodedLines() const;
+    QString textToWrite() const;
+    void writeBatch(const QByteArray &batch);
     bool writeWhole(const QByteArray &batch);
 
     QByteArray m_backlog;
-    // Whether the logger queued this request, and so counts it as waiting.
-    bool m_isQueued = false;
+    // Whether this request came when the logger's queue was closed.
+    bool m_isRefused = false;
 };
 
 /** The hold on a FileIOObject; queued connections carry it under this name. */

@@ -3,23 +3,28 @@
 
 #include "LogWriterWorker.h"
 
+#include "LogCategory_p.h"
 #include "LogDirectory_p.h"
+#include "writer/Cancellation_p.h"
+#include "writer/LocalTime_p.h"
+#include "writer/LogQueue_p.h"
+#include "writer/LogWriterThread_p.h"
 
 #include <QDate>
 #include <QDir>
 #include <QFile>
-#include <QScopeGuard>
+#include <QScopedValueRollback>
 
-#include <utility>
+#include <algorithm>
 
-#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr unsigned long kStartupCategory = 4;
 constexpr qint64 kFileSizeLimitBytes = 50LL * 1024 * 1024;
 constexpr qint64 kNeededSpaceBytes = 50LL * 1024 * 1024;
+constexpr qint64 kPageBytes = 4096;
 
 void ensureDirectory(const QString &path)
 {
@@ -28,34 +33,24 @@ void ensureDirectory(const QString &path)
         directory.mkpath(path);
 }
 
-// Asked before every write. QFile::size() asks for all that the system knows of the file: 0.2 us more on tmpfs, and 160
-// instructions. Where the file's end has no position, it still answers.
-qint64 sizeOf(const QFile &file)
+// How many of the first lines of `waiting`, as they were encoded into `bytes`, a file holds that was cut off in them.
+int wholeEntries(const QueuedEntries &waiting, int entries, qsizetype bytes)
 {
-    const off_t end = file.isOpen() ? ::lseek(file.handle(), 0, SEEK_END) : -1;
-    return end >= 0 ? end : file.size();
+    int whole = 0;
+    while (whole < entries && waiting.text(whole + 1).toUtf8().size() <= bytes)
+        ++whole;
+    return whole;
 }
 
-/** Puts the current directory back at the end of its life, also one that has been removed or can't be listed. */
-class CurrentDirectoryKeeper
+// How many bytes of `expected` the file holds from `begin` on.
+qsizetype bytesInFile(int descriptor, qint64 begin, const QByteArray &expected)
 {
-public:
-    CurrentDirectoryKeeper()
-        : m_descriptor(::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC))
-    {
-    }
-    ~CurrentDirectoryKeeper()
-    {
-        if (m_descriptor < 0 || ::fchdir(m_descriptor) != 0)
-            QDir::setCurrent(QDir::rootPath()); // Better than keeping a log volume from being unmounted.
-        if (m_descriptor >= 0)
-            ::close(m_descriptor);
-    }
-    Q_DISABLE_COPY(CurrentDirectoryKeeper)
-
-private:
-    const int m_descriptor;
-};
+    QByteArray found(expected.size(), Qt::Uninitialized);
+    const Cancellation::EnabledScope cancellable;
+    const ssize_t size = ::pread(descriptor, found.data(), static_cast<size_t>(found.size()), begin);
+    return std::mismatch(found.constData(), found.constData() + qMax<ssize_t>(size, 0), expected.constData()).first
+        - found.constData();
+}
 
 } // namespace
 
@@ -68,26 +63,28 @@ LogWriterWorker::LogWriterWorker(QObject *parent)
     m_diskChecker.setDir(directory);
     m_diskChecker.setNeededSpace(kNeededSpaceBytes);
     m_diskChecker.appendFileFilter(QStringLiteral("*") + QStringLiteral(".log"));
+    m_diskChecker.m_keepsCurrentDirectory = true;
 }
 
 void LogWriterWorker::onHandleIO(const FileIOObjectPointer &pobj)
 {
     if (!pobj.isNull())
-        take(pobj);
+        accept({false, pobj->category, pobj->textToWrite()});
 }
 
 void LogWriterWorker::onClearData()
 {
-    take(FileIOObjectPointer());
+    accept({true, 0, QString()});
 }
 
 QString LogWriterWorker::makeLogFilePath(unsigned long categories)
 {
     const QString directory = logDirectory();
     ensureDirectory(directory);
-    const QString time = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd_HH-mm-ss"));
-    const QString startup = categories == kStartupCategory ? QStringLiteral("startup") : QString();
-    return directory + QStringLiteral("log-") + startup + time + QStringLiteral(".log");
+    char time[32];
+    formatLocalTime(time, "%Y-%m-%d_%H-%M-%S", currentSecond());
+    const QString startup = categories == LogCategory::kStartup ? QStringLiteral("startup") : QString();
+    return directory + QStringLiteral("log-") + startup + QLatin1String(time) + QStringLiteral(".log");
 }
 
 bool LogWriterWorker::isSameDay(const QDate &lastModifiedTime, const QDate &curTime)
@@ -96,89 +93,191 @@ bool LogWriterWorker::isSameDay(const QDate &lastModifiedTime, const QDate &curT
         && lastModifiedTime.day() == curTime.day();
 }
 
-void LogWriterWorker::take(const FileIOObjectPointer &requestOrClear)
+bool LogWriterWorker::hasBacklog() const
 {
-    if (!m_isAccepting.load(std::memory_order_relaxed))
-        m_setAside.append(requestOrClear);
-    else if (m_isBusy)
-        m_deferred.append(requestOrClear);
-    else
-        handle(requestOrClear);
+    return std::any_of(m_ioMap.begin(), m_ioMap.end(),
+                       [](const FileIOObjectPointer &file) { return file->hasBacklog(); });
 }
 
-void LogWriterWorker::discardFiles()
+// The thread begins. If its predecessor was cut off in a system call, the files that it had open are given up: they may
+// be half opened. What it was writing stays in them as far as whole lines have reached them; the rest is written again.
+void LogWriterWorker::resume(LogQueue &queue)
 {
-    m_isDiscardingFiles = true;
-    // What was cut off was not written.
-    m_isLastRequestWritten.store(false, std::memory_order_relaxed);
+    if (!m_isCutOff)
+        return;
+    if (m_run.entries > 0)
+        settleCutRun(queue);
+    m_run = Run();
+    m_ioMap.clear();
 }
 
-void LogWriterWorker::workOffSetAside()
+void LogWriterWorker::settleCutRun(LogQueue &queue)
 {
-    if (m_isDiscardingFiles) {
-        // The write that was cut off may have left a file torn.
-        m_ioMap.clear();
-        m_isDiscardingFiles = false;
+    const QueuedEntries waiting = queue.front();
+    const int descriptor = m_run.file->myfile.handle();
+    struct stat status = {};
+    int settled = 1; // When nobody can tell how far it came, the line in hand is lost.
+    bool isWritten = false;
+    if (m_run.begin >= 0 && ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+        const qsizetype written = bytesInFile(descriptor, m_run.begin, waiting.text(m_run.entries).toUtf8());
+        settled = wholeEntries(waiting, m_run.entries, written);
+        const qsizetype whole = waiting.text(settled).toUtf8().size();
+        isWritten = written == whole;
+        // The torn rest goes, unless another process has appended behind it.
+        if (!isWritten && status.st_size == m_run.begin + written)
+            isWritten = ::ftruncate(descriptor, m_run.begin + whole) == 0;
     }
-    // Not by take(): that would put the head of the list at its end when the thread is told to end meanwhile.
-    while (!m_setAside.isEmpty() && m_isAccepting.load(std::memory_order_relaxed))
-        handle(m_setAside.takeFirst());
+    if (settled > 0) {
+        const bool isRequest = waiting.at(0).kind == LogQueue::Kind::Request;
+        queue.settle(settled, true, isWritten);
+        if (isRequest)
+            queue.takeSettledRequest().clear();
+    }
 }
 
-void LogWriterWorker::handle(const FileIOObjectPointer &requestOrClear)
+// Writes what waits in one piece of the queue. Between two writes it asks whether the thread is to end.
+void LogWriterWorker::writeWaiting(LogQueue &queue)
 {
-    m_isBusy = true;
-    // In a guard: a request that is cut off has been handled, too. What came past the queue, from the writer thread
-    // itself or from a host, must not stand in for one that still waits there.
-    const bool isQueued = !requestOrClear.isNull() && requestOrClear->m_isQueued;
-    const auto count = qScopeGuard([this, isQueued] {
-        m_isBusy = false;
-        if (isQueued)
-            m_handledRequests.store(m_handledRequests.load(std::memory_order_relaxed) + 1, std::memory_order_release);
-    });
+    m_sizedFile = nullptr; // Another process may have appended to the files.
+    QueuedEntries waiting = queue.front();
+    while (waiting.count() > 0) {
+        const bool isRequest = waiting.at(0).kind == LogQueue::Kind::Request;
+        const int entries = writeFront(waiting);
+        // What is to be done now may run a host's code, which may have more of the queue written.
+        const bool isMoreToDo = isRequest || m_isCheckDue || !m_deferred.isEmpty();
+        const bool goesOn = queue.settle(entries, !isMoreToDo, m_isNewestLineWritten);
+        if (isMoreToDo) {
+            const QScopedValueRollback<int> unhandled(m_unhandledEntries, m_unhandledEntries + entries);
+            if (isRequest)
+                queue.takeSettledRequest().clear();
+            finishUp();
+            LogWriterThread::endIfForked();
+            queue.addHandled(entries);
+            return;
+        }
+        if (!goesOn)
+            return;
+        waiting.dropFirst(entries);
+    }
+}
 
-    carryOut(requestOrClear);
-    // Only now that no entry is half updated.
+// Returns how many entries it has dealt with: neighbours of one category go into the file together.
+int LogWriterWorker::writeFront(const QueuedEntries &waiting)
+{
+    const QScopedValueRollback<Activity> writing(m_activity, Activity::Writing);
+    const LogQueue::Entry first = waiting.at(0);
+    if (first.kind == LogQueue::Kind::Clear) {
+        clearFiles();
+        return 1;
+    }
+    FileIOObject &file = fileOf(first.category);
+    if (!prepareFile(file) || first.text.isEmpty()) {
+        m_isNewestLineWritten = first.text.isEmpty();
+        return 1;
+    }
+
+    const qint64 begin = file.hasBacklog() ? -1 : sizeOf(file);
+    const qint64 room = kPageBytes - begin % kPageBytes;
+    const bool isLimitFar = file.category == LogCategory::kStartup || begin + kPageBytes < kFileSizeLimitBytes;
+    int entries = begin >= 0 && isLimitFar ? qMax(1, waiting.lines(room)) : 1;
+    QByteArray bytes = waiting.text(entries).toUtf8();
+    while (entries > 1 && bytes.size() > room) { // Some characters have several bytes.
+        entries = qMax(1, qMin(entries - 1, static_cast<int>(entries * room / bytes.size())));
+        bytes = waiting.text(entries).toUtf8();
+    }
+    m_run = {&file, begin, entries};
+    if (entries > 1 && !file.writeWhole(bytes)) {
+        // The disk refuses: one by one.
+        m_sizedFile = nullptr;
+        m_run.entries = entries = 1;
+        bytes = first.text.toUtf8();
+    }
+    if (entries > 1)
+        noteWritten(file, bytes.size());
+    else
+        writeSingly(file, bytes);
+    m_run = Run();
+    return entries;
+}
+
+// Lets another thread go on; false when this one has an entry half updated.
+bool LogWriterWorker::handOver(LogQueue &queue)
+{
+    if (m_activity == Activity::Writing)
+        return false;
+    m_activity = Activity::None;
+    forgetRemovedFiles();
+    queue.addHandled(m_unhandledEntries);
+    return true;
+}
+
+void LogWriterWorker::accept(const Deferred &raised)
+{
+    if (!isAtRest()) {
+        m_deferred.append(raised);
+        return;
+    }
+    writeAtOnce(raised);
+    finishUp();
+}
+
+void LogWriterWorker::writeAtOnce(const Deferred &raised)
+{
+    const QScopedValueRollback<Activity> writing(m_activity, Activity::Writing);
+    if (raised.isClear) {
+        clearFiles();
+        return;
+    }
+    FileIOObject &file = fileOf(raised.category);
+    if (prepareFile(file) && !raised.text.isEmpty())
+        writeSingly(file, raised.text.toUtf8());
+    else
+        m_isNewestLineWritten = raised.text.isEmpty();
+}
+
+// Only now that no entry is half updated.
+void LogWriterWorker::finishUp()
+{
     if (m_isCheckDue)
         guardDirectory();
-    if (!m_deferred.isEmpty()) {
-        // One round only: a file that makes Qt warn at every write must not keep us here.
-        const QList<FileIOObjectPointer> deferred = std::exchange(m_deferred, {});
-        for (const FileIOObjectPointer &next : deferred)
-            carryOut(next);
-    }
+    // One round only: a file that makes Qt warn at every write must not keep us here. One by one, so that a thread that
+    // is cut off in one keeps the others.
+    for (int left = m_deferred.size(); left > 0; --left)
+        writeAtOnce(m_deferred.takeFirst());
 }
 
-void LogWriterWorker::carryOut(const FileIOObjectPointer &requestOrClear)
+void LogWriterWorker::writeSingly(FileIOObject &file, const QByteArray &bytes)
 {
-    if (requestOrClear.isNull())
-        clearFiles();
-    else
-        writeRequest(*requestOrClear);
+    const bool hadBacklog = file.hasBacklog();
+    file.writeBatch(bytes);
+    noteWritten(file, bytes.size());
+    if (hadBacklog || file.hasBacklog())
+        m_sizedFile = nullptr;
 }
 
-void LogWriterWorker::writeRequest(const FileIOObject &request)
+void LogWriterWorker::noteWritten(const FileIOObject &file, qint64 bytes)
 {
-    FileIOObjectPointer entry = m_ioMap.value(request.category);
-    if (entry.isNull()) {
-        entry = FileIOObjectPointer(new FileIOObject(nullptr));
-        entry->category = request.category;
-        entry->state = eIOREADYTOINIT;
-        m_ioMap.insert(request.category, entry);
+    if (m_sizedFile == &file)
+        m_size += bytes;
+    m_isNewestLineWritten = !file.hasBacklog();
+    if (file.category != LogCategory::kStartup)
+        m_lastModifiedTime = QDateTime::currentDateTimeUtc();
+}
+
+FileIOObject &LogWriterWorker::fileOf(unsigned long category)
+{
+    FileIOObjectPointer &file = m_ioMap[category];
+    if (file.isNull()) {
+        file = FileIOObjectPointer(new FileIOObject(nullptr));
+        file->category = category;
+        file->state = eIOREADYTOINIT;
     } else {
-        entry->state = eIOREADYTOWRITE;
+        file->state = eIOREADYTOWRITE;
     }
-    entry->contentList = request.contentList;
-
-    if (prepareFile(*entry) && entry->writeFile()) {
-        entry->contentList.clear();
-        if (entry->category != kStartupCategory)
-            m_lastModifiedTime = QDateTime::currentDateTimeUtc();
-    }
-    const bool isWritten = entry->contentList.isEmpty() && !entry->hasBacklog();
-    m_isLastRequestWritten.store(isWritten, std::memory_order_relaxed);
+    return *file;
 }
 
+// Whether lines can be written to the file.
 bool LogWriterWorker::prepareFile(FileIOObject &file)
 {
     if (file.state == eIOREADYTOINIT) {
@@ -187,26 +286,27 @@ bool LogWriterWorker::prepareFile(FileIOObject &file)
     }
     if (file.state == eIOREADYTOOPEN)
         file.state = openFile(file) ? eIOREADYTOWRITE : eIONONE;
-    if (file.state == eIOREADYTOWRITE && file.category != kStartupCategory
-        && sizeOf(file.myfile) >= kFileSizeLimitBytes) {
+    if (file.state == eIOREADYTOWRITE && file.category != LogCategory::kStartup
+        && sizeOf(file) >= kFileSizeLimitBytes) {
         file.myfile.close(); // Not closeFile(): the waiting lines belong into the new file.
         nameFile(file);
         if (!openFile(file))
             file.state = eIONONE;
     }
-    return file.state == eIOREADYTOWRITE;
+    return file.myfile.isOpen();
 }
 
 void LogWriterWorker::nameFile(FileIOObject &file)
 {
     file.path = makeLogFilePath(file.category);
     m_diskChecker.setCurrentLogFile(file.path);
-    if (file.category != kStartupCategory)
+    if (file.category != LogCategory::kStartup)
         m_lastModifiedTime = QDateTime::currentDateTimeUtc();
 }
 
 bool LogWriterWorker::openFile(FileIOObject &file)
 {
+    m_sizedFile = nullptr;
     if (!file.openFile())
         return false;
     if (file.path != m_lastOpenedPath) {
@@ -216,8 +316,21 @@ bool LogWriterWorker::openFile(FileIOObject &file)
     return true;
 }
 
+// Asked at a file's first line of a round, and counted from then on. QFile::size() asks for all that the system knows
+// of the file: 0.2 us more on tmpfs, and 160 instructions. Where the file's end has no position, it still answers.
+qint64 LogWriterWorker::sizeOf(const FileIOObject &file)
+{
+    if (m_sizedFile != &file) {
+        const off_t end = file.myfile.isOpen() ? ::lseek(file.myfile.handle(), 0, SEEK_END) : -1;
+        m_size = end >= 0 ? end : file.myfile.size();
+        m_sizedFile = file.myfile.isOpen() ? &file : nullptr;
+    }
+    return m_size;
+}
+
 void LogWriterWorker::clearFiles()
 {
+    m_sizedFile = nullptr;
     const QList<FileIOObjectPointer> files = m_ioMap.values();
     for (const FileIOObjectPointer &file : files) {
         file->writeFile();
@@ -228,14 +341,15 @@ void LogWriterWorker::clearFiles()
 
 void LogWriterWorker::guardDirectory()
 {
+    const QScopedValueRollback<Activity> guarding(m_activity, Activity::Guarding);
     m_isCheckDue = false;
-    const CurrentDirectoryKeeper keeper;
     m_diskChecker.checkDisk();
     forgetRemovedFiles();
 }
 
 void LogWriterWorker::forgetRemovedFiles()
 {
+    m_sizedFile = nullptr;
     for (auto entry = m_ioMap.begin(); entry != m_ioMap.end();) {
         const FileIOObject &file = *entry.value();
         if (file.myfile.isOpen() && !QFile::exists(file.path))

@@ -14,9 +14,9 @@
 #include <QSharedPointer>
 #include <QString>
 
-#include <atomic>
-
+class LogQueue;
 class QDate;
+class QueuedEntries;
 
 /**
  * Does all the file work of the logger: keeps one open log file per category and appends each request's lines to it.
@@ -32,7 +32,7 @@ class QDate;
  *
  * When a file of a new name has been opened and its first lines are written, the worker's space guard thins the
  * directory out to its ten newest log files. A category whose open file it removed begins a new one at its next line.
- * The guard's change of the working directory is undone after each check.
+ * The guard leaves the current working directory as it is.
  *
  * A file that can't be opened silences its category until the next clear.
  *
@@ -74,26 +74,51 @@ protected:
 
 private:
     friend class LogWriterThread;
+    friend class WriterEventDispatcher;
     friend class QtDebugLogger;
 
-    // Any thread:
-    void setAccepting(bool isAccepting) { m_isAccepting.store(isAccepting); }
-    quint64 handledRequests() const { return m_handledRequests.load(std::memory_order_acquire); }
-    bool isLastRequestWritten() const { return m_isLastRequestWritten.load(std::memory_order_relaxed); }
+    enum class Activity {
+        None,
+        Guarding, ///< Entries may have lost their files; what is raised meanwhile is written afterwards.
+        Writing ///< An entry may be half updated; likewise.
+    };
 
-    // While the writer thread is parked or has ended:
-    void discardFiles();
+    // Raised on the writer thread while it was busy.
+    struct Deferred
+    {
+        bool isClear;
+        unsigned long category;
+        QString text;
+    };
 
-    // The writer thread:
-    void take(const FileIOObjectPointer &requestOrClear);
-    void workOffSetAside();
-    void handle(const FileIOObjectPointer &requestOrClear);
-    void carryOut(const FileIOObjectPointer &requestOrClear);
-    void writeRequest(const FileIOObject &request);
-    void clearFiles();
+    // What is being written from the queue: should the thread be cut off there, the file tells how far it came.
+    struct Run
+    {
+        FileIOObject *file = nullptr;
+        qint64 begin = -1; // Where it begins in the file; -1 when that can't be told.
+        int entries = 0;
+    };
+
+    bool isAtRest() const { return m_activity == Activity::None; }
+    bool hasBacklog() const;
+    void setCutOff(bool isCutOff) { m_isCutOff = isCutOff; }
+    void resume(LogQueue &queue);
+    void settleCutRun(LogQueue &queue);
+    void writeWaiting(LogQueue &queue);
+    bool handOver(LogQueue &queue);
+    int writeFront(const QueuedEntries &waiting);
+
+    void accept(const Deferred &raised);
+    void writeAtOnce(const Deferred &raised);
+    void finishUp();
+    void writeSingly(FileIOObject &file, const QByteArray &bytes);
+    void noteWritten(const FileIOObject &file, qint64 bytes);
+    FileIOObject &fileOf(unsigned long category);
     bool prepareFile(FileIOObject &file);
     void nameFile(FileIOObject &file);
     bool openFile(FileIOObject &file);
+    qint64 sizeOf(const FileIOObject &file);
+    void clearFiles();
     void guardDirectory();
     void forgetRemovedFiles();
 
@@ -103,17 +128,15 @@ private:
 
     QString m_lastOpenedPath;
     bool m_isCheckDue = false;
-    bool m_isDiscardingFiles = false;
-    bool m_isBusy = false;
-    // In both lists a null pointer stands for a clear.
-    // What is raised on this thread while it is busy, by the guard for one: its turn comes right after.
-    QList<FileIOObjectPointer> m_deferred;
-    // Requests whose turn came after the thread was told to end.
-    QList<FileIOObjectPointer> m_setAside;
-
-    std::atomic<bool> m_isAccepting{true};
-    std::atomic<bool> m_isLastRequestWritten{true};
-    std::atomic<quint64> m_handledRequests{0};
+    Activity m_activity = Activity::None;
+    QList<Deferred> m_deferred;
+    bool m_isNewestLineWritten = true;
+    // The file whose size is known, so that only its first line of a round has to ask.
+    const FileIOObject *m_sizedFile = nullptr;
+    qint64 m_size = 0;
+    Run m_run;
+    int m_unhandledEntries = 0;
+    bool m_isCutOff = false;
 };
 
 /** The logger's hold on its worker. */

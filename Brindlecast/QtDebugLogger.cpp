@@ -3,114 +3,129 @@
 
 #include "QtDebugLogger.h"
 
-#include "ForcedEnd_p.h"
-#include "LogLine_p.h"
-#include "LogWriterThread_p.h"
+#include "LogCategory_p.h"
 #include "MessageSite_p.h"
-#include "PostingGate_p.h"
-#include "RequestPool_p.h"
+#include "writer/Cancellation_p.h"
+#include "writer/LogLine_p.h"
+#include "writer/LogQueue_p.h"
+#include "writer/LogWriterThread_p.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
+#include <QLoggingCategory>
+#include <QMetaMethod>
+#include <QScopeGuard>
 
-#include <cstdio>
-#include <new>
+#include <chrono>
+#include <cstdlib>
 
+#include <poll.h>
 #include <pthread.h>
+#include <unistd.h>
 
 namespace {
 
-constexpr unsigned long kMessageCategory = 1;
 constexpr unsigned long kCategories[] = {1, 2, 4, 8, 16, 32, 64};
-constexpr unsigned long kAllCategories = 127;
 
-constexpr qint64 kMostWaitingRequests = 262144;
-// What the queue has to fall to once it was full. Without a margin every other line of a flood would be a notice.
-constexpr qint64 kRefillBelow = kMostWaitingRequests - kMostWaitingRequests / 16;
-
+// Leaving takes no longer, whatever the disk does. The last part is for ending the thread.
 constexpr int kLeavingTimeoutMs = 3000;
-constexpr unsigned long kFlushPollUs = 200;
+constexpr int kEndingTimeoutMs = 500;
 
+// Published line numbers, unrelated to this file's lines.
 constexpr MessageSite kDebug{__FILE__, 134, "void QtDebugLogger::debug(const QString&)"};
 constexpr MessageSite kInformation{__FILE__, 147, "void QtDebugLogger::information(const QString&)"};
 constexpr MessageSite kWarning{__FILE__, 160, "void QtDebugLogger::warning(const QString&)"};
 constexpr MessageSite kCritical{__FILE__, 173, "void QtDebugLogger::critical(const QString&)"};
 constexpr MessageSite kDropped{__FILE__, 186, "void QtDebugLogger::tellWhatWasDropped(unsigned long)"};
 
-// These outlive the logger: a message may be raised while, and after, it is destroyed.
-PostingGate postingGate;
-// Not yet, or no longer: the process leaves, or it is a forked child, which has no writer thread and may find any lock
-// taken. Operations that other threads call meanwhile do nothing.
-std::atomic<bool> isAlive{false};
-// The application object goes; until there is another one, lines are not ours.
-std::atomic<bool> isLeaving{false};
-static_assert(std::is_trivially_destructible<PostingGate>::value, "must be usable after static destructors");
+LogQueue &queue()
+{
+    return LogQueue::instance();
+}
+
+// Not by stdio, whose lock another thread may hold for as long as nobody reads what it writes.
+void writeToStandardError(const QByteArray &text)
+{
+    const ssize_t written = ::write(STDERR_FILENO, text.constData(), static_cast<size_t>(text.size()));
+    Q_UNUSED(written)
+}
 
 void writeToDefaultOutput(QtMsgType type, const QMessageLogContext &context, const QString &msg)
 {
-    const QByteArray text = qFormatLogMessage(type, context, msg).toLocal8Bit();
-    std::fprintf(stderr, "%s\n", text.constData());
-    std::fflush(stderr);
+    const QString text = qFormatLogMessage(type, context, msg);
+    if (!text.isNull()) // Like Qt: a pattern may leave messages out.
+        writeToStandardError(text.toLocal8Bit() + '\n');
+}
+
+void reportUnwrittenLines()
+{
+    const quint64 unwritten = queue().unwrittenLines();
+    pollfd standardError = {STDERR_FILENO, POLLOUT, 0};
+    // A pipe that is full and that nobody reads must not keep the process from ending.
+    if (unwritten > 0 && ::poll(&standardError, 1, 0) == 1)
+        writeToStandardError("Brindlecast: " + QByteArray::number(unwritten) + " log lines were not written\n");
 }
 
 } // namespace
 
 QtDebugLogger::QtDebugLogger(QObject *parent)
     : QObject(parent)
-    , m_logWriterThread(new LogWriterThread)
     , m_writerWorker(new LogWriterWorker(nullptr))
 {
+    m_logWriterThread = QSharedPointer<LogWriterThread>::create(queue(), *m_writerWorker);
     for (const unsigned long category : kCategories)
         m_logEnableMap.insert(category, false);
     m_logWriterThread->setObjectName(QStringLiteral("logWriterThread"));
     m_writerWorker->moveToThread(m_logWriterThread.data());
-    writerThread()->setWorker(m_writerWorker.data());
     qRegisterMetaType<FileIOObjectPointer>("FileIOObjectPointer");
-    connect(this, &QtDebugLogger::handleIOSignal, m_writerWorker.data(), &LogWriterWorker::onHandleIO);
-    connect(this, &QtDebugLogger::clearSignal, m_writerWorker.data(), &LogWriterWorker::onClearData);
+    // Direct connections: the queue does the rest. On the writer thread itself, the worker is called at once.
+    LogWriterWorker *const worker = m_writerWorker.data();
+    const auto forward = [worker](const FileIOObjectPointer &request) {
+        if (LogWriterThread::isCurrent())
+            worker->onHandleIO(request);
+        else if (!request.isNull())
+            request->m_isRefused = !queue().pushRequest(request);
+    };
+    const auto forwardClear = [worker] {
+        if (LogWriterThread::isCurrent())
+            worker->onClearData();
+        else
+            queue().pushClear();
+    };
+    connect(this, &QtDebugLogger::handleIOSignal, worker, forward, Qt::DirectConnection);
+    connect(this, &QtDebugLogger::clearSignal, worker, forwardClear, Qt::DirectConnection);
 
-    // Qt sets its calendar up at the first date that a process formats, without a lock.
-    LogLine::prepare();
+    // Qt destroys what it made before the logger after it. The writer still needs this while the process exits.
+    QLoggingCategory::defaultCategory();
 
-    isAlive.store(true);
+    queue().open();
     qAddPreRoutine(joinApplication);
-    pthread_atfork(nullptr, nullptr, [] { isAlive.store(false); });
+    // A forked child has no writer thread and may find any lock taken.
+    pthread_atfork(nullptr, nullptr, [] {
+        queue().forsake();
+        restoreDefaultHandler();
+    });
 }
 
 QtDebugLogger::~QtDebugLogger()
 {
-    if (!isAlive.load()) {
-        // A forked child: the thread object would wait for a thread that is not there.
-        static const auto *const keptThread = new (std::nothrow) QSharedPointer<QThread>(m_logWriterThread);
-        static const auto *const keptWorker = new (std::nothrow) LogWriterWorkerPointer(m_writerWorker);
-        Q_UNUSED(keptThread)
-        Q_UNUSED(keptWorker)
-        return;
-    }
-    // exit() destroys the logger while the application object still lives, and other threads run.
-    drain();
-    clearData();
-    isAlive.store(false);
-    drain(); // Other threads may have switched it on again, and can't any more.
-    endThread();
-    const std::lock_guard<std::mutex> untilTheMapIsFree(m_enabling);
-    const qint64 unwritten = waitingRequests() + static_cast<qint64>(m_droppedLines.load());
-    if (unwritten > 0)
-        std::fprintf(stderr, "Brindlecast: %lld log lines were not written\n", static_cast<long long>(unwritten));
+    const std::lock_guard<std::mutex> lock(m_enabling); // Somebody may be changing the map.
 }
 
 QtDebugLogger *QtDebugLogger::getInstance()
 {
-    static QtDebugLogger logger(nullptr);
-    return &logger;
+    // Not destroyed by the language, which would not ask whether other threads are inside it.
+    static auto *const logger = new QtDebugLogger(nullptr);
+    static const bool isLeftAtExit = std::atexit(leaveProcess) == 0;
+    Q_UNUSED(isLeftAtExit)
+    return logger;
 }
 
 void QtDebugLogger::clearData()
 {
+    if (queue().phase() == LogQueue::Phase::Gone)
+        return;
     {
         const std::lock_guard<std::mutex> lock(m_enabling);
-        if (!isAlive.load())
-            return;
         m_logEnableMap.clear();
         m_enabledCategories.store(0);
     }
@@ -119,25 +134,23 @@ void QtDebugLogger::clearData()
 
 void QtDebugLogger::startThread()
 {
-    if (!isAlive.load() || LogWriterThread::isCurrent())
+    if (queue().phase() == LogQueue::Phase::Gone || LogWriterThread::isCurrent())
         return;
-    const PostingGate::StepOutside slotOfOurSignals(postingGate);
-    const std::lock_guard<std::mutex> lock(m_control);
-    if (m_bRunning || !isAlive.load())
-        return;
-    m_bRunning = true;
-    m_bRunning = writerThread()->begin(postingGate);
+    const Cancellation::DisabledScope noCancel; // Half-way through, the thread could neither be started nor stopped.
+    const auto control = takeControl(QDeadlineTimer(QDeadlineTimer::Forever));
+    if (!m_bRunning && queue().phase() != LogQueue::Phase::Gone)
+        m_bRunning = writerThread()->begin();
 }
 
 void QtDebugLogger::stopThread()
 {
-    if (isAlive.load() && !LogWriterThread::isCurrent())
-        endThread();
+    if (queue().phase() != LogQueue::Phase::Gone && !LogWriterThread::isCurrent())
+        endThread(QDeadlineTimer(QDeadlineTimer::Forever));
 }
 
 void QtDebugLogger::enableOutputFile()
 {
-    if (!isAlive.load())
+    if (queue().phase() == LogQueue::Phase::Gone)
         return;
     qInstallMessageHandler(outputMessage);
     startThread();
@@ -171,35 +184,25 @@ void QtDebugLogger::critical(const QString &log)
 
 void QtDebugLogger::setLogCategoryEnabled(bool isEnabled, unsigned long categories)
 {
-    const std::lock_guard<std::mutex> lock(m_enabling);
-    if (!isAlive.load())
+    if (queue().phase() == LogQueue::Phase::Gone)
         return;
+    const std::lock_guard<std::mutex> lock(m_enabling);
     for (const unsigned long category : kCategories) {
         if (categories & category)
             m_logEnableMap.insert(category, isEnabled);
     }
     if (isEnabled)
-        m_enabledCategories.fetch_or(categories & kAllCategories);
+        m_enabledCategories.fetch_or(categories & LogCategory::kAll);
     else
         m_enabledCategories.fetch_and(~categories);
 }
 
 bool QtDebugLogger::flush(int timeoutMs)
 {
-    const quint64 raised = m_postedRequests.load();
-    const QDeadlineTimer limit(qMax(timeoutMs, -1)); // Any other negative value would count as expired.
-    for (;;) {
-        {
-            const PostingGate::Pass pass(postingGate); // Keeps thread and worker from being destroyed meanwhile.
-            if (!isAlive.load() || !writerThread()->isServing() || QCoreApplication::instance() == nullptr)
-                return false;
-            if (m_writerWorker->handledRequests() >= raised)
-                return m_writerWorker->isLastRequestWritten();
-        }
-        if (limit.hasExpired() || LogWriterThread::isCurrent())
-            return false;
-        QThread::usleep(kFlushPollUs);
-    }
+    if (queue().phase() == LogQueue::Phase::Gone)
+        return false;
+    // QDeadlineTimer takes -1 for "no limit", and any other negative value for "expired".
+    return queue().flush(QDeadlineTimer(LogWriterThread::isCurrent() ? 0 : qMax(timeoutMs, -1)));
 }
 
 void QtDebugLogger::setFatalFlushTimeout(int timeoutMs)
@@ -210,24 +213,27 @@ void QtDebugLogger::setFatalFlushTimeout(int timeoutMs)
 // Nothing in here may raise a message: Qt would send it to standard error only.
 void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg)
 {
-    if (!isAlive.load()) {
+    const LogQueue::Phase phase = queue().phase();
+    const bool isOnWriterThread = phase != LogQueue::Phase::Gone && LogWriterThread::isCurrent();
+    if (phase != LogQueue::Phase::Open && !isOnWriterThread) {
         writeToDefaultOutput(type, context, msg);
-        return;
-    }
-    if (LogWriterThread::isCurrent()) {
-        // The thread that ends while the gate is closed would wait for itself. It lives no longer than the logger.
-        const ForcedEnd::Forbidden insideDestructorOfQDebug;
-        getInstance()->appendLog(LogLine::make(type, context, msg), kMessageCategory);
         return;
     }
 
-    const PostingGate::Pass pass(postingGate);
-    if (isLeaving.load() || !isAlive.load()) {
+    QtDebugLogger *const logger = getInstance();
+    if (!logger->isCategoryEnabled(LogCategory::kMessage))
+        return;
+    const LogLine line(type, context, msg);
+    if (isOnWriterThread) {
+        const Cancellation::DisabledScope insideDestructorOfQDebug;
+        logger->emitRequest(line.textToWrite(), LogCategory::kMessage);
+        LogWriterThread::endIfForked();
+        return;
+    }
+    if (!logger->post(line.textToWrite(), LogCategory::kMessage)) {
         writeToDefaultOutput(type, context, msg);
         return;
     }
-    QtDebugLogger *const logger = getInstance();
-    logger->appendLog(LogLine::make(type, context, msg), kMessageCategory);
     const int fatalFlushTimeoutMs = logger->m_fatalFlushTimeoutMs.load();
     if (type == QtFatalMsg && fatalFlushTimeoutMs > 0)
         logger->flush(fatalFlushTimeoutMs);
@@ -235,15 +241,19 @@ void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &cont
 
 void QtDebugLogger::appendLog(const QString &message, unsigned long category)
 {
-    if (!isCategoryEnabled(category))
+    if (!isCategoryEnabled(category) || queue().phase() == LogQueue::Phase::Gone)
         return;
-    if (!hasRoomForOneMore()) {
-        m_droppedLines.fetch_add(1);
-        return;
-    }
-    if (m_droppedLines.load() > 0)
-        tellWhatWasDropped(category);
-    post(message, category);
+    const QString textToWrite = message + QLatin1Char('\n');
+    if (LogWriterThread::isCurrent())
+        emitRequest(textToWrite, category);
+    else
+        post(textToWrite, category);
+}
+
+void QtDebugLogger::connectNotify(const QMetaMethod &signal)
+{
+    if (signal == QMetaMethod::fromSignal(&QtDebugLogger::handleIOSignal))
+        queue().setObserved();
 }
 
 LogWriterThread *QtDebugLogger::writerThread() const
@@ -254,91 +264,154 @@ LogWriterThread *QtDebugLogger::writerThread() const
 bool QtDebugLogger::isCategoryEnabled(unsigned long category) const
 {
     const bool isOneCategory = category != 0 && (category & (category - 1)) == 0;
-    return isOneCategory && (m_enabledCategories.load() & category) != 0;
+    return isOneCategory && (m_enabledCategories.load(std::memory_order_relaxed) & category) != 0;
 }
 
-qint64 QtDebugLogger::waitingRequests() const
+// False when the line is refused.
+bool QtDebugLogger::post(QStringView textToWrite, unsigned long category)
 {
-    // In this order: what is posted and handled between the two must not count below zero.
-    const quint64 handled = m_writerWorker->handledRequests();
-    return static_cast<qint64>(m_postedRequests.load() - handled);
+    for (;;) {
+        switch (queue().push(textToWrite, category, *this)) {
+        case LogQueue::Outcome::Pushed:
+        case LogQueue::Outcome::Dropped:
+            return true;
+        case LogQueue::Outcome::Refused:
+            return false;
+        case LogQueue::Outcome::ToBeEmitted: {
+            const auto end = qScopeGuard([] { queue().endEmission(); });
+            return emitRequest(textToWrite, category);
+        }
+        case LogQueue::Outcome::NoticeDue:
+            reportDroppedLines(category);
+            break;
+        }
+    }
 }
 
-bool QtDebugLogger::hasRoomForOneMore()
+// The long way of a line, which a host can see; false when it is refused. The emission has begun.
+bool QtDebugLogger::emitRequest(QStringView textToWrite, unsigned long category)
 {
-    const bool wasFull = m_isQueueFull.load(std::memory_order_relaxed);
-    const bool isFull = waitingRequests() >= (wasFull ? kRefillBelow : kMostWaitingRequests);
-    if (isFull != wasFull)
-        m_isQueueFull.store(isFull, std::memory_order_relaxed);
-    return !isFull;
+    const FileIOObjectPointer request(new FileIOObject(nullptr));
+    request->category = category;
+    request->contentList.append(textToWrite.chopped(1).toString());
+    Q_EMIT handleIOSignal(request);
+    return !request->m_isRefused;
 }
 
-void QtDebugLogger::tellWhatWasDropped(unsigned long category)
+void QtDebugLogger::reportDroppedLines(unsigned long category)
 {
-    const quint64 dropped = m_droppedLines.exchange(0);
+    const quint64 dropped = queue().takeDropped();
     if (dropped == 0)
-        return; // Another thread tells it.
+        return; // Another thread does.
     const QMessageLogContext context(kDropped.file, kDropped.line, kDropped.function, "default");
     const QString text = QStringLiteral("%1 lines were dropped: too many were waiting to be written").arg(dropped);
-    post(LogLine::make(QtWarningMsg, context, text), category);
-}
-
-void QtDebugLogger::post(const QString &line, unsigned long category)
-{
-    const FileIOObjectPointer request = RequestPool::take(line, category);
-    request->m_isQueued = !LogWriterThread::isCurrent();
-    if (request->m_isQueued)
-        m_postedRequests.fetch_add(1);
-    Q_EMIT handleIOSignal(request);
+    const LogLine notice(QtWarningMsg, context, text);
+    if (!post(notice.textToWrite(), category))
+        queue().addDropped(dropped);
 }
 
 void QtDebugLogger::sendClear()
 {
-    const PostingGate::Pass pass(postingGate);
-    if (isAlive.load())
-        Q_EMIT clearSignal();
-}
-
-void QtDebugLogger::endThread()
-{
-    const PostingGate::StepOutside slotOfOurSignals(postingGate);
-    const std::lock_guard<std::mutex> lock(m_control);
-    if (!m_bRunning)
+    if (!queue().beginEmission())
         return;
-    m_bRunning = false;
-    writerThread()->end(postingGate);
+    const auto end = qScopeGuard([] { queue().endEmission(); });
+    Q_EMIT clearSignal();
 }
 
-// The application object, or the process, goes: what was raised so far is written, what comes later is not ours.
-void QtDebugLogger::drain()
+// The right to start and stop the writer thread; not had when `limit` came first.
+std::unique_lock<std::timed_mutex> QtDebugLogger::takeControl(QDeadlineTimer limit)
 {
-    const PostingGate::StepOutside slotOfOurSignals(postingGate);
-    const QDeadlineTimer limit(kLeavingTimeoutMs);
-    if (waitingRequests() > 0 && QCoreApplication::instance() != nullptr)
-        startThread(); // One that the host has stopped.
-    flush(kLeavingTimeoutMs); // With our handler, so that what the space guard says goes to the files, too.
+    std::unique_lock<std::timed_mutex> control(m_control, std::defer_lock);
+    if (limit.isForever())
+        control.lock();
+    else
+        control.try_lock_for(std::chrono::milliseconds(limit.remainingTime()));
+    return control;
+}
 
+// True when the thread has ended, false when `limit` came first.
+bool QtDebugLogger::endThread(QDeadlineTimer limit)
+{
+    const Cancellation::DisabledScope noCancel;
+    const auto control = takeControl(limit);
+    if (control.owns_lock() && m_bRunning)
+        m_bRunning = !writerThread()->end(limit);
+    return control.owns_lock() && !m_bRunning;
+}
+
+// The application object, or the process, ends: what was raised so far is written, what comes later is not ours. True
+// when the writer thread has ended.
+bool QtDebugLogger::leave(bool isProcessExiting)
+{
+    const Cancellation::DisabledScope noCancel;
+    if (queue().phase() == LogQueue::Phase::Open)
+        m_leavingLimit.setRemainingTime(kLeavingTimeoutMs); // For both ends, as the one may follow the other.
+    const QDeadlineTimer limit = m_leavingLimit;
+    const QDeadlineTimer writingLimit = limit - kEndingTimeoutMs;
+
+    {
+        // The host may have stopped it.
+        const auto control = takeControl(writingLimit);
+        if (control.owns_lock() && !m_bRunning && !writingLimit.hasExpired()
+            && (queue().hasWaiting() || m_writerWorker->hasBacklog()))
+            m_bRunning = writerThread()->begin();
+    }
+    queue().flush(writingLimit); // Before the end, so that what the space guard says goes to the files, too.
+    if (isProcessExiting)
+        clearData();
+    queue().close(isProcessExiting);
+    queue().flush(writingLimit);
+    restoreDefaultHandler();
+    return endThread(limit);
+}
+
+// The process exits in a slot on the writer thread, which can't wait for itself: another one takes its place.
+void QtDebugLogger::leaveOnWriterThread()
+{
+    blockSignals(true); // The slot must not come here again.
+    queue().close(true);
+    if (m_writerWorker->handOver(queue())) {
+        auto *const successor = new LogWriterThread(queue(), *m_writerWorker); // The process ends before it.
+        successor->begin();
+        queue().flush(QDeadlineTimer(kLeavingTimeoutMs));
+    }
+    restoreDefaultHandler();
+}
+
+// Unless the host has installed another one.
+void QtDebugLogger::restoreDefaultHandler()
+{
     const QtMessageHandler installed = qInstallMessageHandler(nullptr);
     if (installed != outputMessage)
         qInstallMessageHandler(installed);
-    isLeaving.store(true);
-    postingGate.close(); // Whoever is in the handler has queued its line once the gate is closed.
-    postingGate.open();
-    flush(static_cast<int>(limit.remainingTime()));
 }
 
 void QtDebugLogger::joinApplication()
 {
-    if (!isAlive.load())
+    if (queue().phase() == LogQueue::Phase::Gone)
         return;
-    isLeaving.store(false);
+    queue().open();
+    queue().wakeUp(); // Events that were posted before can be sent now.
     qAddPostRoutine(leaveApplication);
 }
 
 void QtDebugLogger::leaveApplication()
 {
-    if (!isAlive.load())
+    if (queue().phase() != LogQueue::Phase::Gone)
+        getInstance()->leave(false);
+}
+
+void QtDebugLogger::leaveProcess()
+{
+    if (queue().phase() == LogQueue::Phase::Gone)
         return;
-    getInstance()->drain();
-    getInstance()->endThread();
+    QtDebugLogger *const logger = getInstance();
+    const bool isOnWriterThread = LogWriterThread::isCurrent();
+    if (isOnWriterThread)
+        logger->leaveOnWriterThread();
+    const bool hasThreadEnded = !isOnWriterThread && logger->leave(true);
+    const bool isUnused = queue().retire();
+    reportUnwrittenLines();
+    if (hasThreadEnded && isUnused)
+        logger->~QtDebugLogger();
 }

@@ -7,16 +7,19 @@
 #include <Brindlecast/LogWriterWorker.h>
 #include <Brindlecast/brindlecast_export.h>
 
+#include <QDeadlineTimer>
 #include <QMap>
 #include <QObject>
 #include <QSharedPointer>
 #include <QString>
+#include <QStringView>
 #include <QThread>
 
 #include <atomic>
 #include <mutex>
 
 class LogWriterThread;
+class QMetaMethod;
 
 /**
  * The process-wide file logger: once its output is on, every Qt message of every thread becomes one line in a log file.
@@ -36,21 +39,24 @@ class LogWriterThread;
  *
  * The thread that raises a message formats the line and queues it; it never waits for the disk. A writer thread,
  * "logWriterThread", does all the file work (LogWriterWorker). While it does not run, lines wait. At most 262,144 lines
- * wait (some 250 MB on 64 bit); further ones are dropped until the queue has fallen by a sixteenth, and then one line
- * tells how many were.
+ * wait (some 80 MB of lines of 86 characters); further ones are dropped until the queue has fallen by a sixteenth, and
+ * then one line tells how many were. Lines dropped right before the process exits are told on standard error only.
  *
- * When the application object goes, and when the process calls exit(), everything raised before is written, for three
- * seconds at most; from then on messages go to Qt's default output. A host that makes another application object
- * switches file output on again. Output may be switched on before the application object exists; lines reach the file
- * once it does, and never do in a process that makes none. A child process made by fork() has no logger.
+ * When the application object is destroyed, and when the process calls exit(), everything raised before is written, for
+ * three seconds at most, whatever the disk does; from then on messages go to Qt's default output. A host that makes
+ * another application object switches file output on again. No application object is needed: output may be switched on
+ * before there is one, and in a process that makes none. A child process made by fork() has no logger.
  *
  * @note Hosts must be compiled with QT_MESSAGELOGCONTEXT to have file and line in release builds. The CMake target and
  * the pkg-config file pass it on.
  *
- * Destroyed, and in the child of a fork(), the logger does nothing: messages go to Qt's default output.
+ * Destroyed, and in the child of a fork(), the logger does nothing: messages go to Qt's default output. It is destroyed
+ * when the process exits, unless that happens on the writer thread or while a slot connected to its signals runs.
+ *
+ * Times are local ones; a change of the time zone shows from the next second on.
  *
  * Thread safety: thread-safe. A message raised while the handler runs on the same thread, by a slot that is connected
- * directly to handleIOSignal() for example, goes to standard error.
+ * directly to handleIOSignal() for example, goes to standard error. A thread may be cancelled inside any operation.
  */
 class BRINDLECAST_EXPORT QtDebugLogger : public QObject
 {
@@ -74,15 +80,19 @@ public:
      * Ends the writer thread if it runs, and waits for that. Lines that wait then are kept, in order, until the thread
      * is started again.
      *
-     * The record being written is finished first. If that takes more than two seconds, the write is cut off: that one
-     * record is lost, its file is given up, and all else goes on in a new file at the next start. A thread that the
-     * system does not let go of (a hanging device) is waited for without limit.
+     * The write in hand is finished first. If that takes more than two seconds, it is cut off, its file is given up,
+     * and all goes on in a new file at the next start. Lines are neither torn nor lost by that, unless the file is none
+     * that can be read back, a pipe for example: then the line in hand is.
+     *
+     * A thread that the system does not let go of (a hanging device) is waited for without limit. So is one in which a
+     * slot of the host runs, connected directly to handleIOSignal() by a message of the space guard, or waiting for the
+     * thread that calls this: such a slot must not do that.
      *
      * On the writer thread itself it does nothing.
      */
     void stopThread();
 
-    /** Makes the logger the process's message handler, in the place of any other, and starts the writer thread. */
+    /** Makes the logger the process's message handler, instead of any other, and starts the writer thread. */
     void enableOutputFile();
 
     /** Restores Qt's default message handler and has all log files closed. The writer thread keeps running. */
@@ -108,14 +118,15 @@ public:
     void setLogCategoryEnabled(bool isEnabled, unsigned long categories);
 
     /**
-     * Waits until every line raised before the call, and not dropped, has been handed to the operating system.
+     * Waits until every line raised before the call, and not dropped, has been handed to the operating system, and
+     * every file is closed that disableOutputFile() or clearData() asked for before it.
      *
      * To be called before a host exports its logs or cuts the power; then sync() or syncfs() brings them to storage.
      *
      * @param timeoutMs the longest time to wait, in milliseconds; a negative value means no limit.
-     * @return true when that is done; false at the time limit, at once when the writer thread does not run or there is
-     * no application object, and when the newest line could not be written (disk full, no directory). On the writer
-     * thread itself, which can't wait for itself, it only tells whether that is done.
+     * @return true when that is done; false at the time limit, at once when the writer thread does not run or is
+     * stopped meanwhile, and when the newest line could not be written (disk full, no directory). On the writer thread
+     * itself, which can't wait for itself, it only tells whether that is done.
      */
     bool flush(int timeoutMs);
 
@@ -129,12 +140,15 @@ Q_SIGNALS:
     /**
      * A line is on its way to the writer thread. Emitted on the thread that raised it, inside the message handler.
      *
-     * @note The request is the receiver's for as long as it holds the pointer. Afterwards it is used again, so neither
-     * a QPointer nor destroyed() tells the end of one.
+     * A host may emit it too, with a request of its own: its lines are written in their turn. Requests are only read
+     * from then on.
+     *
+     * @note Connecting to this signal has a price: until a host does, lines take a shorter way, without a request.
      */
     void handleIOSignal(FileIOObjectPointer pobj);
 
-    /** The log files are to be closed. Emitted on the thread that called clearData() or disableOutputFile(). */
+    /** The log files are to be closed. Emitted on the thread that called clearData() or disableOutputFile(), or exits.
+     */
     void clearSignal();
 
 protected:
@@ -144,20 +158,25 @@ protected:
     /** Queues one line, if its category is enabled. */
     void appendLog(const QString &message, unsigned long category);
 
+    void connectNotify(const QMetaMethod &signal) override;
+
 private:
     explicit QtDebugLogger(QObject *parent);
 
     LogWriterThread *writerThread() const;
     bool isCategoryEnabled(unsigned long category) const;
-    qint64 waitingRequests() const;
-    bool hasRoomForOneMore();
-    void tellWhatWasDropped(unsigned long category);
-    void post(const QString &line, unsigned long category);
+    bool post(QStringView textToWrite, unsigned long category);
+    bool emitRequest(QStringView textToWrite, unsigned long category);
+    void reportDroppedLines(unsigned long category);
     void sendClear();
-    void endThread();
-    void drain();
+    std::unique_lock<std::timed_mutex> takeControl(QDeadlineTimer limit);
+    bool endThread(QDeadlineTimer limit);
+    bool leave(bool isProcessExiting);
+    void leaveOnWriterThread();
+    static void restoreDefaultHandler();
     static void joinApplication();
     static void leaveApplication();
+    static void leaveProcess();
 
     // protected by m_control:
     bool m_bRunning = false;
@@ -167,11 +186,9 @@ private:
     QMap<unsigned long, bool> m_logEnableMap;
     std::atomic<unsigned long> m_enabledCategories{0};
 
-    std::atomic<quint64> m_postedRequests{0};
-    std::atomic<quint64> m_droppedLines{0};
-    std::atomic<bool> m_isQueueFull{false};
     std::atomic<int> m_fatalFlushTimeoutMs{0};
+    QDeadlineTimer m_leavingLimit;
 
-    std::mutex m_control;
+    std::timed_mutex m_control;
     std::mutex m_enabling;
 };

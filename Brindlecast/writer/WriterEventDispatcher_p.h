@@ -5,15 +5,14 @@
 
 #include <QAbstractEventDispatcher>
 
-#include <atomic>
-#include <condition_variable>
-#include <mutex>
+class LogQueue;
+class LogWriterWorker;
 
 /**
- * The event dispatcher of the writer thread: posted events and nothing else.
+ * The event dispatcher of the writer thread: has the worker write what waits in the queue, then sends posted events.
  *
- * The default dispatcher makes a system call per posted event, and on 32-bit ARM a thread can't be unwound through
- * GLib. This one makes a system call only to wake a thread that sleeps. Timers and socket notifiers are not served.
+ * Qt's own dispatchers make a system call per wake-up, and on 32-bit ARM a thread can't be unwound through GLib. This
+ * one sleeps in the queue. Timers and socket notifiers are not served.
  */
 class WriterEventDispatcher : public QAbstractEventDispatcher
 {
@@ -21,10 +20,10 @@ class WriterEventDispatcher : public QAbstractEventDispatcher
     Q_DISABLE_COPY(WriterEventDispatcher)
 
 public:
-    WriterEventDispatcher();
+    WriterEventDispatcher(LogQueue &queue, LogWriterWorker &worker);
 
     bool processEvents(QEventLoop::ProcessEventsFlags flags) override;
-    bool hasPendingEvents() override { return m_state.load() == Woken; }
+    bool hasPendingEvents() override;
     void wakeUp() override;
     void interrupt() override { wakeUp(); }
     void flush() override { }
@@ -38,11 +37,7 @@ public:
     int remainingTime(int timerId) override;
 
 private:
-    enum State { Busy, Woken, Asleep };
-
-    void sleepUntilWoken();
-
-    std::atomic<int> m_state{Woken};
-    std::mutex m_mutex;
-    std::condition_variable m_wokenUp;
+    LogQueue &m_queue;
+    LogWriterWorker &m_worker;
+    int m_loops = 0;
 };

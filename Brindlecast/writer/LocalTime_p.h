@@ -1,0 +1,30 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <cstddef>
+#include <ctime>
+
+/** The present second. time() can be behind by a tick of the kernel's clock. */
+inline std::time_t currentSecond()
+{
+    timespec now = {};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec;
+}
+
+/**
+ * Puts the local time of `secondsSinceEpoch` into `text`, by a format of strftime(); returns its length.
+ *
+ * Not by QDateTime: Qt sets its calendar up at first use, without a lock, and destroys it when the process exits, while
+ * threads still log. Like QDateTime, it follows a change of the time zone.
+ */
+template <std::size_t Size>
+std::size_t formatLocalTime(char (&text)[Size], const char *format, std::time_t secondsSinceEpoch)
+{
+    ::tzset();
+    std::tm time = {};
+    ::localtime_r(&secondsSinceEpoch, &time);
+    return std::strftime(text, Size, format, &time);
+}

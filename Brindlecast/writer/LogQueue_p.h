@@ -1,0 +1,207 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <Brindlecast/FileIOObject.h>
+
+#include <QDeadlineTimer>
+#include <QStringView>
+#include <QtGlobal>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+
+class QObject;
+class QueuedEntries;
+
+/**
+ * The one queue between the threads that raise messages and the writer thread.
+ *
+ * It holds lines, requests and clears in the order in which they were pushed, bounds the lines, counts those it
+ * dropped, and is where the writer thread sleeps. Text lies in chunks of memory that are used again: the texts from the
+ * front, small records of them from the back. Pushing is a lock, a copy, and a wake-up if the writer sleeps.
+ *
+ * It also holds the phase of the logger's life, under the same lock: a line is in the queue before it is closed, or it
+ * is refused. Nobody has to be waited for.
+ *
+ * Thread safety: thread-safe but for the operations of the writer thread. There is one queue, which is never destroyed.
+ * A forked child may find the lock taken by a thread that it does not have; it must ask phase() before anything else.
+ */
+class LogQueue
+{
+public:
+    enum class Phase {
+        Gone, ///< No logger: none has been made yet, the process exits, or this is a forked child.
+        Open, ///< Lines are taken.
+        Closed ///< The application object has been destroyed. Until a new one exists, nothing is taken.
+    };
+
+    enum class Kind : quint32 { Line, Request, Clear };
+
+    /** What became of a line. */
+    enum class Outcome {
+        Pushed,
+        Dropped, ///< Too many wait. The queue has counted it.
+        Refused, ///< The queue is closed.
+        ToBeEmitted, ///< Not pushed. The caller emits the signal within an emission that has begun, and then ends it.
+        NoticeDue ///< Not pushed. Lines were dropped before; the caller reports how many, and tries again.
+    };
+
+    struct Entry
+    {
+        Kind kind;
+        unsigned long category;
+        QStringView text; ///< As it is to be written.
+    };
+
+    /** The most lines that wait. */
+    static constexpr int kMostWaitingLines = 262144;
+
+    static LogQueue &instance();
+
+    Q_DISABLE_COPY(LogQueue)
+
+    // The logger's life.
+
+    /** Any thread may ask, and any process. */
+    Phase phase() const { return m_phase.load(std::memory_order_acquire); }
+    /** Takes lines from now on. */
+    void open();
+    /** Refuses everything from now on, but on the writer thread; appends a last clear before, if asked to. */
+    void close(bool appendsClear);
+    /** Ends the logger's life; true when no emission is going on, so that the logger can be destroyed. */
+    bool retire();
+    /** The same in a forked child, which takes no lock. */
+    void forsake() { m_phase.store(Phase::Gone, std::memory_order_release); }
+
+    // Threads that raise messages.
+
+    /** Pushes a line of the logger, unless somebody could notice its signal: a host is connected, or it is blocked. */
+    Outcome push(QStringView text, unsigned long category, const QObject &emitter);
+    /** Pushes the lines of a request and keeps it until they are handled; false when the queue is closed. */
+    bool pushRequest(const FileIOObjectPointer &request);
+    void pushClear();
+    /** From now on, lines are emitted. */
+    void setObserved();
+    /** False when the logger may be destroyed at any moment; otherwise endEmission() is to follow. */
+    bool beginEmission();
+    void endEmission();
+    /** The number of lines dropped since the last call, which the caller is going to report. */
+    quint64 takeDropped();
+    /** Gives a number back that could not be reported. */
+    void addDropped(quint64 lines);
+
+    // Threads that wait, or want to know.
+
+    /**
+     * Waits until all that was pushed before has been handled; true when it has been, and the newest line is written.
+     * False at once when the writer does not serve. With an expired `limit` it only asks.
+     */
+    bool flush(QDeadlineTimer limit);
+    bool hasWaiting();
+    /** The lines that will never be written if nobody serves any more. */
+    quint64 unwrittenLines();
+
+    // The thread that starts and stops the writer.
+
+    void beginServing();
+    void endServing();
+    /** Waits until the writer has called leave(); false when it has not by the time limit. */
+    bool waitForWriterToLeave(QDeadlineTimer limit);
+
+    // The writer thread.
+
+    bool isServing();
+    /** Sleeps until wakeUp() or, if it `wantsEntries`, until there are some. The outer loop also when it is to end. */
+    void sleep(bool wantsEntries, bool isOuterLoop);
+    /** Wakes the writer up, from any thread: somebody has posted an event. */
+    void wakeUp();
+    /** Whether wakeUp() was called since the last call. */
+    bool takeWakeUp();
+    /** The entries at the front, as far as they lie together; none while the writer does not serve. */
+    QueuedEntries front();
+    /**
+     * Lets go of the first entries; their text is gone. They are handled now, or when addHandled() says so.
+     *
+     * @return whether the writer is to go on.
+     */
+    bool settle(int entries, bool isHandled, bool isWritten);
+    void addHandled(int entries);
+    /** The request whose entry was settled last. To be let go of outside any lock, since that may run a host's code. */
+    FileIOObjectPointer takeSettledRequest();
+    /** The writer's last act. */
+    void leave();
+
+private:
+    friend class QueuedEntries;
+
+    enum class Sleep { None, UntilEvents, UntilEntries };
+
+    struct Record;
+    struct Chunk;
+    struct FreeChunk
+    {
+        void operator()(Chunk *chunk) const;
+    };
+    using ChunkPointer = std::unique_ptr<Chunk, FreeChunk>;
+
+    LogQueue() = default;
+
+    static ChunkPointer makeChunk(int textSize);
+    static ChunkPointer makeChunkIfLong(QStringView text);
+    bool hasRoomForLine();
+    bool append(Kind kind, unsigned long category, QStringView text, ChunkPointer &chunkOfItsOwn);
+    void unlockAndWake(std::unique_lock<std::mutex> &lock, bool isForEntries);
+
+    std::atomic<Phase> m_phase{Phase::Gone};
+
+    std::mutex m_mutex;
+    std::condition_variable m_woken;
+    std::condition_variable m_progressed;
+    // protected by m_mutex:
+    ChunkPointer m_head;
+    Chunk *m_tail = nullptr;
+    ChunkPointer m_spare;
+    int m_spareCount = 0;
+    quint32 m_readRecords = 0; // Of m_head.
+    quint32 m_readText = 0;
+    std::deque<FileIOObjectPointer> m_requests;
+    quint64 m_pushed = 0;
+    quint64 m_handled = 0;
+    int m_waitingLines = 0;
+    quint64 m_droppedLines = 0;
+    int m_emissions = 0;
+    bool m_isFull = false;
+    bool m_isObserved = false;
+    bool m_isServing = false;
+    bool m_isWriterInside = false;
+    bool m_isNewestLineWritten = true;
+    bool m_hasEvents = false;
+    Sleep m_sleep = Sleep::None;
+};
+
+/** Entries that lie together at the front of a queue; good until they are settled. */
+class QueuedEntries
+{
+public:
+    int count() const { return m_count; }
+    LogQueue::Entry at(int index) const;
+    /** The text of the first entries, which lies in one piece. */
+    QStringView text(int entries) const;
+    /** How many of the first entries are lines of one category that have `mostText` UTF-16 units at most together. */
+    int lines(qint64 mostText) const;
+    void dropFirst(int entries);
+
+private:
+    friend class LogQueue;
+
+    const LogQueue::Record &record(int index) const;
+
+    const ushort *m_text = nullptr;
+    const LogQueue::Record *m_records = nullptr; // From here downwards.
+    int m_count = 0;
+};
