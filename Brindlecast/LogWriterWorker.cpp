@@ -145,6 +145,7 @@ void LogWriterWorker::writeWaiting(LogQueue &queue)
         const int entries = writeFront(waiting);
         // What is to be done now may run a host's code, which may have more of the queue written.
         const bool isMoreToDo = isRequest || m_isCheckDue || !m_deferred.isEmpty();
+        waiting.dropFirst(entries); // Their memory is used again once they are settled.
         const bool goesOn = queue.settle(entries, !isMoreToDo, m_isNewestLineWritten);
         if (isMoreToDo) {
             const QScopedValueRollback<int> unhandled(m_unhandledEntries, m_unhandledEntries + entries);
@@ -157,7 +158,6 @@ void LogWriterWorker::writeWaiting(LogQueue &queue)
         }
         if (!goesOn)
             return;
-        waiting.dropFirst(entries);
     }
 }
 

@@ -114,9 +114,12 @@ QtDebugLogger::~QtDebugLogger()
 QtDebugLogger *QtDebugLogger::getInstance()
 {
     // Not destroyed by the language, which would not ask whether other threads are inside it.
-    static auto *const logger = new QtDebugLogger(nullptr);
-    static const bool isLeftAtExit = std::atexit(leaveProcess) == 0;
-    Q_UNUSED(isLeftAtExit)
+    static QtDebugLogger *const logger = [] {
+        auto *const made = new QtDebugLogger(nullptr);
+        const bool isLeftAtExit = std::atexit(leaveProcess) == 0;
+        Q_UNUSED(isLeftAtExit)
+        return made;
+    }();
     return logger;
 }
 
@@ -252,7 +255,8 @@ void QtDebugLogger::appendLog(const QString &message, unsigned long category)
 
 void QtDebugLogger::connectNotify(const QMetaMethod &signal)
 {
-    if (signal == QMetaMethod::fromSignal(&QtDebugLogger::handleIOSignal))
+    const bool isOurOwn = queue().phase() == LogQueue::Phase::Gone; // Made by the constructor.
+    if (!isOurOwn && signal == QMetaMethod::fromSignal(&QtDebugLogger::handleIOSignal))
         queue().setObserved();
 }
 

@@ -9,10 +9,13 @@
 #include <charconv>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 
 namespace {
 
-constexpr char DEFAULT_LOG_FORMAT[] = "[<TIM>] <<TS>> <FILE> <LINE>: <TEXT>\n";
+constexpr std::u16string_view DEFAULT_LOG_FORMAT = u"[<TIM>] <<TS>> <FILE> <LINE>: <TEXT>\n";
+
+constexpr int kLongestTime = 32;
 
 // The text of the second in which this thread raised its last line: making it anew costs more than all the rest of a
 // line. Trivially destructible, since lines are raised by static destructors too, after the thread's other objects.
@@ -20,19 +23,21 @@ struct TimeText
 {
     std::time_t second;
     int length;
-    char text[32];
+    ushort text[kLongestTime];
 };
 thread_local TimeText lastTime = {-1, 0, {}};
 
-QLatin1String currentTime()
+QStringView currentTime()
 {
     TimeText &last = lastTime;
     const std::time_t now = currentSecond();
     if (now != last.second) {
-        last.length = static_cast<int>(formatLocalTime(last.text, "%Y-%m-%d %H:%M:%S", now));
+        char text[kLongestTime];
+        last.length = static_cast<int>(formatLocalTime(text, "%Y-%m-%d %H:%M:%S", now));
+        std::copy_n(text, last.length, last.text);
         last.second = now;
     }
-    return QLatin1String(last.text, last.length);
+    return {last.text, last.length};
 }
 
 QLatin1String label(QtMsgType type)
@@ -68,7 +73,7 @@ bool isPlain(QLatin1String name)
 /** The values that go into one line. */
 struct Fields
 {
-    QLatin1String time;
+    QStringView time;
     QLatin1String label;
     QLatin1String plainFile;
     QStringView decodedFile; // Instead of plainFile, if that is empty.
@@ -81,25 +86,19 @@ struct Fields
     }
 };
 
-constexpr bool isAt(const char *at, const char *placeholder)
+// What stands in the template between two of its placeholders, or at an end.
+constexpr std::u16string_view between(std::u16string_view before, std::u16string_view after)
 {
-    while (*placeholder != '\0' && *at == *placeholder) {
-        ++at;
-        ++placeholder;
-    }
-    return *placeholder == '\0';
+    const std::size_t begin = before.empty() ? 0 : DEFAULT_LOG_FORMAT.find(before) + before.size();
+    return DEFAULT_LOG_FORMAT.substr(begin, after.empty() ? after.npos : DEFAULT_LOG_FORMAT.find(after) - begin);
 }
 
-constexpr bool isOnce(const char *placeholder)
-{
-    int count = 0;
-    for (const char *at = DEFAULT_LOG_FORMAT; *at != '\0'; ++at)
-        count += isAt(at, placeholder) ? 1 : 0;
-    return count == 1;
-}
-// Fields::size() counts each value once.
-static_assert(isOnce("<TIM>") && isOnce("<TS>") && isOnce("<FILE>") && isOnce("<LINE>") && isOnce("<TEXT>"),
-              "room for each placeholder");
+constexpr std::u16string_view kBeforeTime = between({}, u"<TIM>");
+constexpr std::u16string_view kBeforeLabel = between(u"<TIM>", u"<TS>");
+constexpr std::u16string_view kBeforeFile = between(u"<TS>", u"<FILE>");
+constexpr std::u16string_view kBeforeNumber = between(u"<FILE>", u"<LINE>");
+constexpr std::u16string_view kBeforeText = between(u"<LINE>", u"<TEXT>");
+constexpr std::u16string_view kAtEnd = between(u"<TEXT>", {});
 
 ushort *put(ushort *to, QStringView text)
 {
@@ -111,35 +110,18 @@ ushort *put(ushort *to, QLatin1String text)
     return std::transform(text.begin(), text.end(), to, [](char c) { return static_cast<uchar>(c); });
 }
 
-// Steps over `placeholder` if it stands at `at`.
-template <std::size_t Size> bool take(const char *&at, const char (&placeholder)[Size])
+ushort *put(ushort *to, std::u16string_view text)
 {
-    if (std::memcmp(at, placeholder, Size - 1) != 0)
-        return false;
-    at += Size - 1;
-    return true;
+    return std::copy(text.begin(), text.end(), to);
 }
 
-// One pass: 600 instructions a line, against 3,900 when each part and each plain character is appended to a QString.
 ushort *fill(ushort *to, const Fields &fields)
 {
-    const char *at = DEFAULT_LOG_FORMAT;
-    while (*at != '\0') {
-        if (*at != '<')
-            *to++ = static_cast<uchar>(*at++); // NOLINT(bugprone-branch-clone): most characters take this way
-        else if (take(at, "<TIM>"))
-            to = put(to, fields.time);
-        else if (take(at, "<TS>"))
-            to = put(to, fields.label);
-        else if (take(at, "<FILE>"))
-            to = put(put(to, fields.plainFile), fields.decodedFile);
-        else if (take(at, "<LINE>"))
-            to = put(to, fields.number);
-        else if (take(at, "<TEXT>"))
-            to = put(to, fields.text);
-        else
-            *to++ = static_cast<uchar>(*at++);
-    }
+    to = put(put(to, kBeforeTime), fields.time);
+    to = put(put(to, kBeforeLabel), fields.label);
+    to = put(put(put(to, kBeforeFile), fields.plainFile), fields.decodedFile);
+    to = put(put(to, kBeforeNumber), fields.number);
+    to = put(put(put(to, kBeforeText), fields.text), kAtEnd);
     *to++ = '\n';
     return to;
 }
@@ -163,6 +145,6 @@ LogLine::LogLine(QtMsgType type, const QMessageLogContext &context, const QStrin
         file = QLatin1String();
     }
     const Fields fields = {currentTime(), label(type), file, decoded, number, text};
-    m_text.resize(static_cast<int>(sizeof DEFAULT_LOG_FORMAT + static_cast<std::size_t>(fields.size())));
+    m_text.resize(static_cast<int>(DEFAULT_LOG_FORMAT.size() + static_cast<std::size_t>(fields.size())));
     m_text.resize(static_cast<int>(fill(m_text.data(), fields) - m_text.data()));
 }

@@ -62,13 +62,6 @@ void LogQueue::FreeChunk::operator()(Chunk *chunk) const
     std::free(chunk); // NOLINT(cppcoreguidelines-no-malloc): its size is its own
 }
 
-LogQueue &LogQueue::instance()
-{
-    // Never destroyed, since threads may log until the last instruction of the process.
-    static auto &queue = *new LogQueue;
-    return queue;
-}
-
 void LogQueue::open()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -187,6 +180,7 @@ bool LogQueue::flush(QDeadlineTimer limit)
     while (m_isServing && m_handled < pushed) {
         if (limit.hasExpired())
             return false;
+        m_awaited = std::min(m_awaited, pushed);
         m_progressed.wait_until(lock, endOf(limit));
     }
     return m_isServing && m_isNewestLineWritten;
@@ -229,14 +223,6 @@ bool LogQueue::waitForWriterToLeave(QDeadlineTimer limit)
     return !m_isWriterInside;
 }
 
-bool LogQueue::isServing()
-{
-    if (phase() == Phase::Gone)
-        return false;
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_isServing;
-}
-
 void LogQueue::sleep(bool wantsEntries, bool isOuterLoop)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
@@ -259,15 +245,14 @@ void LogQueue::wakeUp()
 
 bool LogQueue::takeWakeUp()
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return std::exchange(m_hasEvents, false);
+    return m_hasEvents.load(std::memory_order_relaxed) && m_hasEvents.exchange(false);
 }
 
 QueuedEntries LogQueue::front()
 {
     QueuedEntries waiting;
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_isServing && phase() != Phase::Gone && m_head != nullptr) {
+    if (isServing() && m_head != nullptr) {
         waiting.m_text = m_head->text() + m_readText;
         waiting.m_records = m_head->firstRecord() - m_readRecords;
         waiting.m_count = static_cast<int>(m_head->records - m_readRecords);
@@ -297,18 +282,15 @@ bool LogQueue::settle(int entries, bool isHandled, bool isWritten)
         }
     }
     m_isNewestLineWritten = isWritten;
-    if (isHandled) {
-        m_handled += static_cast<quint64>(entries);
-        m_progressed.notify_all();
-    }
-    return m_isServing && phase() != Phase::Gone;
+    if (isHandled)
+        countHandled(entries);
+    return isServing();
 }
 
 void LogQueue::addHandled(int entries)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_handled += static_cast<quint64>(entries);
-    m_progressed.notify_all();
+    countHandled(entries);
 }
 
 FileIOObjectPointer LogQueue::takeSettledRequest()
@@ -387,6 +369,15 @@ bool LogQueue::append(Kind kind, unsigned long category, QStringView text, Chunk
     ++m_pushed;
     m_waitingLines += kind == Kind::Clear ? 0 : 1;
     return true;
+}
+
+void LogQueue::countHandled(int entries)
+{
+    m_handled += static_cast<quint64>(entries);
+    if (m_handled < m_awaited)
+        return;
+    m_awaited = std::numeric_limits<quint64>::max(); // Whoever has to wait on says so again.
+    m_progressed.notify_all();
 }
 
 void LogQueue::unlockAndWake(std::unique_lock<std::mutex> &lock, bool isForEntries)

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <limits>
 #include <memory>
 #include <mutex>
 
@@ -61,7 +62,12 @@ public:
     /** The most lines that wait. */
     static constexpr int kMostWaitingLines = 262144;
 
-    static LogQueue &instance();
+    static LogQueue &instance()
+    {
+        // Never destroyed, since threads may log until the last instruction of the process.
+        static auto &queue = *new LogQueue;
+        return queue;
+    }
 
     Q_DISABLE_COPY(LogQueue)
 
@@ -115,7 +121,7 @@ public:
 
     // The writer thread.
 
-    bool isServing();
+    bool isServing() const { return m_isServing.load(std::memory_order_relaxed) && phase() != Phase::Gone; }
     /** Sleeps until wakeUp() or, if it `wantsEntries`, until there are some. The outer loop also when it is to end. */
     void sleep(bool wantsEntries, bool isOuterLoop);
     /** Wakes the writer up, from any thread: somebody has posted an event. */
@@ -155,9 +161,13 @@ private:
     static ChunkPointer makeChunkIfLong(QStringView text);
     bool hasRoomForLine();
     bool append(Kind kind, unsigned long category, QStringView text, ChunkPointer &chunkOfItsOwn);
+    void countHandled(int entries);
     void unlockAndWake(std::unique_lock<std::mutex> &lock, bool isForEntries);
 
+    // written under m_mutex, but for the phase of a forked child:
     std::atomic<Phase> m_phase{Phase::Gone};
+    std::atomic<bool> m_isServing{false};
+    std::atomic<bool> m_hasEvents{false};
 
     std::mutex m_mutex;
     std::condition_variable m_woken;
@@ -172,15 +182,14 @@ private:
     std::deque<FileIOObjectPointer> m_requests;
     quint64 m_pushed = 0;
     quint64 m_handled = 0;
+    quint64 m_awaited = std::numeric_limits<quint64>::max(); // The least number handled that a flush waits for.
     int m_waitingLines = 0;
     quint64 m_droppedLines = 0;
     int m_emissions = 0;
     bool m_isFull = false;
     bool m_isObserved = false;
-    bool m_isServing = false;
     bool m_isWriterInside = false;
     bool m_isNewestLineWritten = true;
-    bool m_hasEvents = false;
     Sleep m_sleep = Sleep::None;
 };
 
