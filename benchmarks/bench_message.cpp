@@ -33,9 +33,10 @@ constexpr int kSteadyBatch = 100;
 //   flat        as fast as the threads can, every call timed
 //   throughput  as fast as the threads can, only the whole timed
 //   steady      in batches of 100, each written before the next, only the whole timed
+//   singly      each line written before the next, only the whole timed
 //   memory      with the writer thread stopped
-enum class Way { Paced, Flat, Throughput, Steady, Memory };
-constexpr const char *kWays[] = {"paced", "flat", "throughput", "steady", "memory"};
+enum class Way { Paced, Flat, Throughput, Steady, Singly, Memory };
+constexpr const char *kWays[] = {"paced", "flat", "throughput", "steady", "singly", "memory"};
 
 struct Raised
 {
@@ -84,7 +85,7 @@ void raiseUntimed(const Contender &contender, Way way, int thread, int lines)
 {
     for (int line = 0; line < lines; ++line) {
         contender.raise(thread, line);
-        if (way == Way::Steady && (line + 1) % kSteadyBatch == 0)
+        if (way == Way::Singly || (way == Way::Steady && (line + 1) % kSteadyBatch == 0))
             contender.end();
     }
 }
@@ -163,6 +164,6 @@ int main(int argc, char *argv[])
         return 0;
     }
     std::fprintf(stderr,
-                 "usage: bench_message CONTENDER paced|flat|throughput|steady|memory THREADS LINES_PER_THREAD\n");
+                 "usage: bench_message CONTENDER paced|flat|throughput|steady|singly|memory THREADS LINES_PER_THREAD\n");
     return 2;
 }
