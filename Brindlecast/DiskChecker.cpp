@@ -16,7 +16,7 @@
 namespace {
 
 constexpr qint64 kDefaultNeededSpaceBytes = 100LL * 1024 * 1024;
-constexpr int kFilesKept = 10;
+constexpr int kFilesKept = BRINDLECAST_FILES_KEPT;
 constexpr int kMostPasses = 10;
 
 constexpr MessageSite kUnknownStorage{__FILE__, 58, "bool DiskChecker::isDiskFull(quint64)"};

@@ -11,7 +11,9 @@
 #include <QStringList>
 
 /**
- * The space guard of a log directory: keeps its ten newest log files and tells whether its storage has room.
+ * The space guard of a log directory: keeps its newest log files and tells whether its storage has room.
+ *
+ * How many it keeps is a constant of the built library: BRINDLECAST_FILES_KEPT, ten by default.
  *
  * "Newest" is judged by the instant of the last modification; files of the same millisecond are ordered by name. A
  * file is named by its base name (up to the first dot) followed by ".log". One that matches the filter but is named
@@ -46,7 +48,7 @@ public:
     void setCurrentLogFile(const QString &path) { m_currentUsedLogFile = path; }
 
     /**
-     * Removes every listed file beyond the ten newest, and goes on, for ten passes at most, until nothing is removed.
+     * Removes every listed file beyond the newest, and goes on, for ten passes at most, until nothing is removed.
      *
      * Files go by their number; free space decides only the result.
      *
@@ -61,7 +63,7 @@ protected:
     /** Lists the directory afresh, after making it the current one. */
     void listDir();
 
-    /** Removes the last listing's files beyond the ten newest, oldest first; true when at least one was removed. */
+    /** Removes the last listing's files beyond the newest, oldest first; true when at least one was removed. */
     bool removeOldestFile();
 
     /** Lists the directory, then returns removeOldestFile(). */

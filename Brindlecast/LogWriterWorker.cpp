@@ -22,7 +22,7 @@
 
 namespace {
 
-constexpr qint64 kFileSizeLimitBytes = 50LL * 1024 * 1024;
+constexpr qint64 kFileSizeLimitBytes = BRINDLECAST_FILE_SIZE_LIMIT;
 constexpr qint64 kNeededSpaceBytes = 50LL * 1024 * 1024;
 constexpr qint64 kPageBytes = 4096;
 

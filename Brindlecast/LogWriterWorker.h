@@ -23,16 +23,18 @@ class QueuedEntries;
  *
  * Files lie in the log directory and are named by the local time at which they were begun:
  *
- * | Category | File name                           | A new file is begun                             |
- * |----------|-------------------------------------|-------------------------------------------------|
- * | 4        | log-startup2024-03-05_14-07-09.log  | after a clear only                              |
- * | others   | log-2024-03-05_14-07-09.log         | after a clear, and once it holds 52428800 bytes |
+ * | Category | File name                           | A new file is begun                        |
+ * |----------|-------------------------------------|--------------------------------------------|
+ * | 4        | log-startup2024-03-05_14-07-09.log  | after a clear only                         |
+ * | others   | log-2024-03-05_14-07-09.log         | after a clear, and once it holds its limit |
+ *
+ * The limit is a constant of the built library: BRINDLECAST_FILE_SIZE_LIMIT, 52428800 bytes by default.
  *
  * Two categories that begin a file in the same second share it.
  *
  * When a file of a new name has been opened and its first lines are written, the worker's space guard thins the
- * directory out to its ten newest log files. A category whose open file it removed begins a new one at its next line.
- * The guard leaves the current working directory as it is.
+ * directory out to its newest log files, ten by default (see DiskChecker). A category whose open file it removed begins
+ * a new one at its next line. The guard leaves the current working directory as it is.
  *
  * A file that can't be opened silences its category until the next clear.
  *

@@ -41,15 +41,15 @@ private Q_SLOTS:
 
     void cleanup() { QVERIFY(QDir::setCurrent("/"_q)); }
 
-    void keepsTheTenNewest()
+    void keepsTheNewest()
     {
-        for (const int count : {10, 11, 15, 60}) {
+        for (const int count : {kFilesKept, kFilesKept + 1, kFilesKept + 5, kFilesKept + 50}) {
             const QStringList names = makeLogs(count, m_path);
             Guard guard(m_path);
             const Recorder recorder;
             QVERIFY(guard.checkDisk());
-            QCOMPARE(Recorder::messages(), removalsOf(names.mid(0, count - 10)));
-            QCOMPARE(logNames(m_path), names.mid(count - 10));
+            QCOMPARE(Recorder::messages(), removalsOf(names.mid(0, count - kFilesKept)));
+            QCOMPARE(logNames(m_path), names.mid(count - kFilesKept));
             QCOMPARE(QDir::currentPath() + "/"_q, m_path);
             QVERIFY(!guard.updateFolder() && !guard.removeOldestFile());
             QVERIFY(makeFile(m_path + "x.log"_q, 0, longAgo()) && guard.updateFolder());
@@ -59,11 +59,11 @@ private Q_SLOTS:
     void neverRemovesTheCurrentFile()
     {
         for (const bool isSpelledOtherwise : {false, true}) {
-            const QStringList names = makeLogs(15, m_path);
+            const QStringList names = makeLogs(kFilesKept + 5, m_path);
             Guard guard(m_path);
             guard.setCurrentLogFile(m_path + (isSpelledOtherwise ? "./"_q : QString()) + names.at(2));
             QVERIFY(guard.checkDisk() && !guard.updateFolder());
-            QCOMPARE(logNames(m_path).size(), isSpelledOtherwise ? 10 : 11);
+            QCOMPARE(logNames(m_path).size(), isSpelledOtherwise ? kFilesKept : kFilesKept + 1);
             QCOMPARE(logNames(m_path).contains(names.at(2)), !isSpelledOtherwise);
         }
     }
@@ -74,10 +74,11 @@ private Q_SLOTS:
         QStringList names = {"older.log"_q, "newer.log"_q};
         QVERIFY(makeFile(m_path + names[0], 0, RepeatedHour::at(-10)));
         QVERIFY(makeFile(m_path + names[1], 0, RepeatedHour::at(10)));
-        const QString letters = "KaBcDeFgHi"_q;
-        for (const QChar letter : letters)
-            QVERIFY(makeFile(m_path + letter + ".log"_q, 0, RepeatedHour::at(1000)));
-        names.append(QDir(m_path).entryList(QDir::Files, QDir::Time).at(9));
+        for (int number = 0; number < kFilesKept; ++number) {
+            const QString letter = number % 2 == 0 ? "K"_q : "a"_q;
+            QVERIFY(makeFile(m_path + letter + QString::number(number) + ".log"_q, 0, RepeatedHour::at(1000)));
+        }
+        names.append(QDir(m_path).entryList(QDir::Files, QDir::Time).at(kFilesKept - 1));
         const Recorder recorder;
         QVERIFY(Guard(m_path).updateFolder());
         QVERIFY(makeFile(m_path + "x.log"_q, 0, RepeatedHour::at(1001)) && Guard(m_path).updateFolder());
@@ -86,7 +87,7 @@ private Q_SLOTS:
 
     void removesNothingInAForeignNamesStead()
     {
-        const QStringList names = makeLogs(12, m_path);
+        const QStringList names = makeLogs(kFilesKept + 2, m_path);
         const QStringList foreign = {".log"_q, "UPPER.LOG"_q, "folder.log/file"_q, "log-2020-01-01_00-00-10.txt"_q,
                                      "log-2020-01-01_00-00-11.old.log"_q};
         for (const QString &name : foreign)
@@ -105,9 +106,9 @@ private Q_SLOTS:
         const Recorder recorder;
         QVERIFY(Guard(m_path).checkDisk());
         QVERIFY(makeFile(m_path + "note.txt"_q) && Guard(m_path).checkDisk());
-        QCOMPARE(makeLogs(15, m_path).size(), 15);
+        QCOMPARE(makeLogs(kFilesKept + 5, m_path).size(), kFilesKept + 5);
         QVERIFY(!Guard(QString()).checkDisk() && !Guard("/no/"_q).checkDisk());
-        QCOMPARE(logNames(m_path).size(), 15);
+        QCOMPARE(logNames(m_path).size(), kFilesKept + 5);
         QCOMPARE(Recorder::messages().join("\n"_q).remove("0 Brindlecast/DiskChecker.cpp:"_q),
                  "95 void DiskChecker::listDir(): Dictionary is Empty!\n"
                  "58 bool DiskChecker::isDiskFull(quint64): Dictionary path is invalid  \"\"\n"

@@ -27,7 +27,7 @@ public:
 
 namespace {
 
-constexpr qint64 kLimit = 50LL * 1024 * 1024;
+constexpr qint64 kLimit = kFileSizeLimit;
 
 Worker *reentered = nullptr;
 unsigned long reenteredCategory = 0;
@@ -127,15 +127,15 @@ private Q_SLOTS:
         Worker worker(nullptr);
         worker.write(2, {"a"_q});
         QVERIFY(makeFile(onlyLogPath(), 0, longAgo()));
-        const QStringList old = makeLogs(25);
+        const QStringList old = makeLogs(kFilesKept + 15);
         worker.write(4, {"b"_q});
-        QCOMPARE(logNames().size(), 10);
-        QCOMPARE(logNames().mid(0, 9), old.mid(16));
+        QCOMPARE(logNames().size(), kFilesKept);
+        QCOMPARE(logNames().mid(0, kFilesKept - 1), old.mid(16));
         QCOMPARE(QDir::currentPath(), currentPath);
         worker.write(2, {"c"_q}); // Its file was removed.
-        QCOMPARE(makeLogs(25).size(), 25);
+        QCOMPARE(makeLogs(kFilesKept + 15).size(), kFilesKept + 15);
         worker.write(4, {"d"_q});
-        QCOMPARE(logNames().size(), 27);
+        QCOMPARE(logNames().size(), kFilesKept + 17);
         QCOMPARE(writtenLogs(), QByteArray("c\nb\nd\n"));
     }
 
@@ -143,7 +143,7 @@ private Q_SLOTS:
     {
         // Into the file that was just begun, and into one that they begin.
         for (const unsigned long category : {4UL, 1UL}) {
-            QVERIFY(removeLogDirectory() && !makeLogs(25).isEmpty());
+            QVERIFY(removeLogDirectory() && !makeLogs(kFilesKept + 15).isEmpty());
             Worker worker(nullptr);
             reentered = &worker;
             reenteredCategory = category;
@@ -154,7 +154,7 @@ private Q_SLOTS:
             worker.write(4, {"second"_q});
             qInstallMessageHandler(handler);
             const int removals = category == 4 ? 16 : 17;
-            QCOMPARE(logNames().size(), 10);
+            QCOMPARE(logNames().size(), kFilesKept);
             QCOMPARE(writtenLogs().count("The file : \"log-2020-"), removals);
             QCOMPARE(writtenLogs().count('\n'), removals + 2);
             QVERIFY(writtenLogs().contains("first\n") && writtenLogs().contains("second\n"));

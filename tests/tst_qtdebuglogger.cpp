@@ -247,7 +247,7 @@ private Q_SLOTS:
     void doesNotWaitOnTheWriterThread()
     {
         // Messages of the guard are the ones raised there. It looks when a file of a new name is begun.
-        QCOMPARE(makeLogs(12).size(), 12);
+        QCOMPARE(makeLogs(kFilesKept + 2).size(), kFilesKept + 2);
         logger()->setLogCategoryEnabled(true, 4);
         std::atomic<int> calls{0};
         const auto callBack = [&calls] {

@@ -505,11 +505,11 @@ SCENARIO(stopsInAStalledWrite, 10)
     }
 }
 
-SCENARIO(thinsTheLogDirectory, 25)
+SCENARIO(thinsTheLogDirectory, kFilesKept + 15)
 {
     for (const bool leavesAtOnce : {false, true}) {
         runHost({}, [amount, leavesAtOnce] {
-            const QStringList kept = makeLogs(amount).mid(amount - 9);
+            const QStringList kept = makeLogs(amount).mid(amount - kFilesKept + 1);
             const QString currentPath = QDir::currentPath();
             const Host host;
             raise(0, 0);
@@ -525,12 +525,13 @@ SCENARIO(thinsTheLogDirectory, 25)
                 expect(path != logDirectory(), "no thread left in the log directory");
             }
             raise(0, 1);
-            expect(host.isFlushed() && logNames().size() == 10 && logNames().mid(0, 9) == kept, "the ten newest logs");
+            expect(host.isFlushed() && logNames().size() == kFilesKept && logNames().mid(0, kFilesKept - 1) == kept,
+                   "the newest logs");
         });
         const Tally tally = expectWholeLines();
         expect(tally.lines[0] == (leavesAtOnce ? 1 : 2) && tally.gaps == 0, "the host's lines");
         const auto removals = tally.others.filter("<Debug:> The file : \"log-2020-"_q);
-        expect(removals.size() == amount - 9 && tally.others == removals, "each removal told once");
+        expect(removals.size() == amount - kFilesKept + 1 && tally.others == removals, "each removal told once");
     }
 }
 

@@ -10,6 +10,12 @@
 #include <QFile>
 #include <QFileInfo>
 
+/** Bytes at which this build's library replaces a log file. */
+constexpr qint64 kFileSizeLimit = BRINDLECAST_FILE_SIZE_LIMIT;
+
+/** Log files that the guard of this build's library keeps. */
+constexpr int kFilesKept = BRINDLECAST_FILES_KEPT;
+
 /** "text"_q is a QString. */
 inline QString operator""_q(const char *text, std::size_t size)
 {
