@@ -4,12 +4,15 @@
 // A console host: raises every line of text files as Qt messages from four threads and checks that each of them stands
 // in the log files.
 //
-// usage: logging-host [text-file...]   (default: the logs of the package manager and the installation)
+// usage: logging-host [--seconds N] [text-file...]   (default: the logs of the package manager and the installation)
+//   --seconds N   spreads the lines over N seconds
+// A "\n" written in a line becomes a line break of its message.
 
 #include "LogTally.h"
 
 #include <Brindlecast/QtDebugLogger.h>
 
+#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDebug>
 #include <QFile>
@@ -29,7 +32,7 @@ namespace {
 constexpr int kThreads = 4;
 constexpr int kFlushTimeoutMs = 30000;
 constexpr auto kProgressInterval = std::chrono::milliseconds(100);
-constexpr auto kPause = std::chrono::milliseconds(2);
+constexpr auto kPause = std::chrono::microseconds(2000);
 constexpr int kLinesBetweenPauses = 50;
 
 constexpr char kLogDirectory[] = BRINDLECAST_LOG_ROOT "ftp/log/";
@@ -53,7 +56,7 @@ QStringList readLines(const QStringList &paths)
         if (file.open(QIODevice::ReadOnly))
             lines += QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
     }
-    return lines;
+    return lines.replaceInStrings(QStringLiteral("\\n"), QStringLiteral("\n"));
 }
 
 QtMessageHandler installedHandler()
@@ -91,12 +94,13 @@ void raise(int type, const QString &text)
     ++linesRaised;
 }
 
-void raiseShare(const QStringList &lines, int share)
+void raiseShare(const QStringList &lines, int share, std::chrono::microseconds pause)
 {
+    auto next = std::chrono::steady_clock::now();
     for (int i = share; i < lines.size(); i += kThreads) {
         raise(i % 5, lines.at(i));
         if (i / kThreads % kLinesBetweenPauses == 0)
-            std::this_thread::sleep_for(kPause);
+            std::this_thread::sleep_until(next += pause);
     }
     --threadsAtWork;
 }
@@ -132,8 +136,12 @@ int summarize(const LogTally &tally, bool isFlushed)
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
-    const QStringList arguments = application.arguments().mid(1);
-    const QStringList lines = readLines(arguments.isEmpty() ? defaultFiles() : arguments);
+    const QCommandLineOption seconds(QStringLiteral("seconds"), QString(), QStringLiteral("N"));
+    QCommandLineParser parser;
+    parser.addOption(seconds);
+    parser.process(application);
+    const QStringList files = parser.positionalArguments();
+    const QStringList lines = readLines(files.isEmpty() ? defaultFiles() : files);
     if (lines.isEmpty()) {
         QTextStream(stderr) << "logging-host: none of the text files can be read\n";
         return 2;
@@ -146,11 +154,16 @@ int main(int argc, char *argv[])
     loggersHandler = installedHandler();
     raise(0, QStringLiteral("logging host starts with %1 lines").arg(lines.size()));
 
+    auto pause = kPause;
+    if (parser.isSet(seconds)) {
+        const std::chrono::microseconds duration = std::chrono::seconds(parser.value(seconds).toInt());
+        pause = duration * kThreads * kLinesBetweenPauses / lines.size();
+    }
     threadsAtWork = kThreads;
     std::vector<std::thread> threads;
     threads.reserve(kThreads);
     for (int share = 0; share < kThreads; ++share)
-        threads.emplace_back(raiseShare, std::cref(lines), share);
+        threads.emplace_back(raiseShare, std::cref(lines), share, pause);
 
     const bool isTerminal = ::isatty(STDOUT_FILENO) != 0;
     QTimer progress;
