@@ -4,10 +4,16 @@
 # Debian packages, one for each component: libbrindlecast1 and libbrindlecast-dev (see scripts/package).
 set(runtime_package libbrindlecast${PROJECT_VERSION_MAJOR})
 set(development_package libbrindlecast-dev)
-install(FILES LICENSES/MIT.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${runtime_package}
-    RENAME copyright COMPONENT runtime)
-install(FILES LICENSES/MIT.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${development_package}
-    RENAME copyright COMPONENT development)
+# For these packages only, not for a plain installation.
+foreach(component runtime development)
+    set(package ${${component}_package})
+    set(doc ${CMAKE_INSTALL_DATADIR}/doc/${package})
+    install(FILES LICENSES/MIT.txt DESTINATION ${doc} RENAME copyright COMPONENT ${component} EXCLUDE_FROM_ALL)
+    install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${doc} COMPONENT ${component} EXCLUDE_FROM_ALL OPTIONAL)
+    install(FILES packaging/debian/${component}.lintian-overrides
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${package}
+        COMPONENT ${component} EXCLUDE_FROM_ALL)
+endforeach()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
@@ -16,9 +22,13 @@ set(CPACK_COMPONENTS_ALL runtime development)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-    "Writes the Qt messages of a host to rolling log files, from a thread of its own,
-and offers the list models and utilities of a log-export screen.")
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers, CMake files and pkg-config file for building hosts.")
+    "Writes the Qt messages of a host to rolling log files, from a thread of its
+own, and offers the list models and utilities of a log-export screen.")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+    "Writes the Qt messages of a host to rolling log files, and offers the list
+models and utilities of a log-export screen.
+.
+Headers, CMake files and pkg-config file for building hosts.")
 
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "The Brindlecast developers")
 if(BRINDLECAST_CROSS_ARCH)
@@ -29,10 +39,12 @@ endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY >=)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS qtbase5-dev)
