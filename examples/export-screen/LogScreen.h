@@ -3,9 +3,8 @@
 
 #pragma once
 
-#include "ExportJob.h"
-
 #include <Brindlecast/CommonListViewModel.h>
+#include <Brindlecast/ExportJob.h>
 #include <Brindlecast/ExportLogViewModel.h>
 
 #include <QDateTime>

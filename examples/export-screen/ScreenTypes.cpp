@@ -3,7 +3,6 @@
 
 #include "ScreenTypes.h"
 
-#include "ExportJob.h"
 #include "LogScreen.h"
 
 #include <QFont>

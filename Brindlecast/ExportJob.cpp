@@ -3,9 +3,9 @@
 
 #include "ExportJob.h"
 
-#include <Brindlecast/DiskSpaceChecker.h>
-#include <Brindlecast/DocumentUtils.h>
-#include <Brindlecast/QtDebugLogger.h>
+#include "DiskSpaceChecker.h"
+#include "DocumentUtils.h"
+#include "QtDebugLogger.h"
 
 #include <QDebug>
 #include <QDir>
@@ -100,10 +100,37 @@ private:
     const int m_fd;
 };
 
+QString reasonFor(Outcome outcome)
+{
+    switch (outcome) {
+    case Outcome::Copied:
+        break;
+    case Outcome::Cancelled:
+        return ExportJob::tr("The export was cancelled.");
+    case Outcome::DestinationGone:
+        return ExportJob::tr("The destination is no longer there.");
+    case Outcome::DestinationReadOnly:
+        return ExportJob::tr("The destination can't be written to.");
+    case Outcome::DestinationFull:
+        return ExportJob::tr("The destination is full.");
+    case Outcome::SourceGone:
+        return ExportJob::tr("The file no longer exists.");
+    case Outcome::CopyFailed:
+        return ExportJob::tr("The file could not be read or written.");
+    case Outcome::NotSynced:
+        return ExportJob::tr("The destination reported an error.");
+    case Outcome::NotAFile:
+        return ExportJob::tr("It is not a file.");
+    case Outcome::FileTooLarge:
+        return ExportJob::tr("The file is too large for the destination's file system.");
+    }
+    return {};
+}
+
 ExportJob::FileResult copyFile(const QString &file, const Destination &destination)
 {
     const QFileInfo info(file);
-    ExportJob::FileResult result{info.fileName(), QString(), Outcome::Copied};
+    ExportJob::FileResult result{info.fileName(), QString(), Outcome::Copied, QString()};
 
     // A link is copied as the file it leads to; few sticks know links.
     const QString source = info.canonicalFilePath();
@@ -169,6 +196,8 @@ bool ExportJob::start(const QStringList &files, const QString &destination)
     m_fileCount = files.size();
     m_filesDone = 0;
     m_currentFile.clear();
+    m_bytesDone = 0;
+    m_bytesTotal = 0;
     m_state = State::Preparing;
 
     m_thread.reset(QThread::create([this, files, destination] { m_finalReport = work(files, destination); }));
@@ -209,7 +238,8 @@ QVariantList ExportJob::resultList() const
     for (const FileResult &file : m_report.files)
         list.append(QVariantMap{{QStringLiteral("name"), file.name},
                                 {QStringLiteral("savedAs"), file.savedAs},
-                                {QStringLiteral("outcome"), static_cast<int>(file.outcome)}});
+                                {QStringLiteral("outcome"), static_cast<int>(file.outcome)},
+                                {QStringLiteral("reason"), file.reason}});
     return list;
 }
 
@@ -220,7 +250,7 @@ ExportJob::Report ExportJob::work(const QStringList &files, const QString &desti
     const auto giveUp = [&result, &files](Outcome outcome) {
         result.outcome = outcome;
         for (int i = result.files.size(); i < files.size(); ++i)
-            result.files.append({QFileInfo(files.at(i)).fileName(), QString(), outcome});
+            result.files.append({QFileInfo(files.at(i)).fileName(), QString(), outcome, reasonFor(outcome)});
     };
 
     if (!QtDebugLogger::getInstance()->flush(kFlushTimeoutMs))
@@ -236,8 +266,12 @@ ExportJob::Report ExportJob::work(const QStringList &files, const QString &desti
         return result;
     }
     result.bytesNeeded = 0;
-    for (const QString &file : files)
-        result.bytesNeeded += destination.sizeOnDisk(QFileInfo(file).size());
+    Progress progress;
+    for (const QString &file : files) {
+        const qint64 size = QFileInfo(file).size();
+        progress.bytesTotal += size;
+        result.bytesNeeded += destination.sizeOnDisk(size);
+    }
     result.bytesFree = destination.bytesFree();
     if (result.bytesFree < result.bytesNeeded) {
         giveUp(result.bytesFree < 0 ? Outcome::DestinationGone : Outcome::DestinationFull);
@@ -246,13 +280,19 @@ ExportJob::Report ExportJob::work(const QStringList &files, const QString &desti
 
     while (result.files.size() < files.size()) {
         const QString &file = files.at(result.files.size());
-        report(State::Copying, result.files.size(), QFileInfo(file).fileName());
+        progress.state = State::Copying;
+        progress.filesDone = result.files.size();
+        progress.currentFile = QFileInfo(file).fileName();
+        report(progress);
         if (m_cancelled) {
             giveUp(Outcome::Cancelled);
         } else if (!destination.isHere()) {
             giveUp(Outcome::DestinationGone);
         } else {
-            const FileResult copy = copyFile(file, destination);
+            const qint64 size = QFileInfo(file).size();
+            FileResult copy = copyFile(file, destination);
+            copy.reason = reasonFor(copy.outcome);
+            progress.bytesDone = qMin(progress.bytesDone + size, progress.bytesTotal);
             result.files.append(copy);
             if (copy.outcome == Outcome::CopyFailed || copy.outcome == Outcome::SourceGone)
                 result.outcome = copy.outcome;
@@ -262,7 +302,10 @@ ExportJob::Report ExportJob::work(const QStringList &files, const QString &desti
     }
 
     if (result.outcome != Outcome::DestinationGone) {
-        report(State::Syncing, countCopied(result.files), QString());
+        progress.state = State::Syncing;
+        progress.filesDone = countCopied(result.files);
+        progress.currentFile.clear();
+        report(progress);
         result.synced = destination.sync() && destination.isHere();
         if (!result.synced)
             result.outcome = destination.isHere() ? Outcome::NotSynced : Outcome::DestinationGone;
@@ -270,11 +313,11 @@ ExportJob::Report ExportJob::work(const QStringList &files, const QString &desti
     return result;
 }
 
-void ExportJob::report(State state, int filesDone, const QString &currentFile)
+void ExportJob::report(const Progress &progress)
 {
     {
         const std::lock_guard<std::mutex> lock(m_progressMutex);
-        m_progress = {state, filesDone, currentFile};
+        m_progress = progress;
     }
     Q_EMIT progressReported({});
 }
@@ -288,6 +331,8 @@ void ExportJob::takeProgress()
     }
     m_filesDone = progress.filesDone;
     m_currentFile = progress.currentFile;
+    m_bytesDone = progress.bytesDone;
+    m_bytesTotal = progress.bytesTotal;
     Q_EMIT progressChanged();
     if (m_state != progress.state) {
         m_state = progress.state;

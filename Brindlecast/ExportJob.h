@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <Brindlecast/brindlecast_export.h>
+
 #include <QObject>
 #include <QStringList>
 #include <QThread>
@@ -16,7 +18,7 @@
 /**
  * Copies a list of files to a folder, typically a memory stick, and tells when the stick may be removed.
  *
- * A host may take this class as it is: it needs QtCore and Brindlecast only. One job at a time; the object can be
+ * One job at a time; the object can be
  * used again after each. The work is done on a thread of its own, in this order:
  *  1. the logger's lines are handed to the operating system, so that the newest ones are in the copy;
  *  2. the destination is checked: there, writable, enough space for all files;
@@ -30,9 +32,10 @@
  * Lives on one thread, usually the user interface's; all signals are sent there. The destructor cancels a running job
  * and waits for the file in hand.
  */
-class ExportJob : public QObject
+class BRINDLECAST_EXPORT ExportJob : public QObject
 {
     Q_OBJECT
+    Q_DISABLE_COPY(ExportJob)
     Q_PROPERTY(State state READ state NOTIFY stateChanged)
     Q_PROPERTY(bool active READ isActive NOTIFY stateChanged)
     Q_PROPERTY(bool cancelling READ isCancelling NOTIFY stateChanged)
@@ -41,6 +44,8 @@ class ExportJob : public QObject
     Q_PROPERTY(int fileCount READ fileCount NOTIFY progressChanged)
     Q_PROPERTY(int filesDone READ filesDone NOTIFY progressChanged)
     Q_PROPERTY(QString currentFile READ currentFile NOTIFY progressChanged)
+    Q_PROPERTY(qint64 bytesDone READ bytesDone NOTIFY progressChanged)
+    Q_PROPERTY(qint64 bytesTotal READ bytesTotal NOTIFY progressChanged)
     Q_PROPERTY(int copiedCount READ copiedCount NOTIFY stateChanged)
     Q_PROPERTY(qint64 bytesNeeded READ bytesNeeded NOTIFY stateChanged)
     Q_PROPERTY(qint64 bytesFree READ bytesFree NOTIFY stateChanged)
@@ -65,7 +70,9 @@ public:
         DestinationFull, ///< not enough space
         SourceGone, ///< the file no longer exists
         CopyFailed, ///< could not be read or written
-        NotSynced ///< job only: copied, but the file system reported an error when it wrote the copies out
+        NotSynced, ///< job only: copied, but the file system reported an error when it wrote the copies out
+        NotAFile, ///< a folder, a pipe or a device, which is not copied
+        FileTooLarge ///< the destination's file system knows no files of this size
     };
     Q_ENUM(Outcome)
 
@@ -74,6 +81,7 @@ public:
         QString name; ///< the file's name in its own folder
         QString savedAs; ///< its name at the destination; empty unless it was copied
         Outcome outcome;
+        QString reason; ///< why it was not copied, for a person to read; empty when it was
     };
 
     explicit ExportJob(QObject *parent = nullptr);
@@ -105,6 +113,13 @@ public:
     /** Name of the file being copied. */
     QString currentFile() const { return m_currentFile; }
 
+    /**
+     * Bytes of the files dealt with so far, the part of the file in hand included, and of all files; both 0 until that
+     * is known. A file that could not be copied counts with its whole size.
+     */
+    qint64 bytesDone() const { return m_bytesDone; }
+    qint64 bytesTotal() const { return m_bytesTotal; }
+
     /** The files copied by the finished job. */
     int copiedCount() const;
     /** Bytes that the files take at the destination, and those free there when the job began; -1 while unknown. */
@@ -113,11 +128,12 @@ public:
 
     /** One result per file, in the order given to start(); empty until the job is finished. */
     QVector<FileResult> results() const { return m_report.files; }
-    /** The same for QML: objects with the members name, savedAs and outcome. */
+    /** The same for QML: objects with the members name, savedAs, outcome and reason. */
     QVariantList resultList() const;
 
 Q_SIGNALS:
     void stateChanged();
+    /** Sent ten times a second at most. */
     void progressChanged();
     /** From the job's own thread to its owner's. */
     void progressReported(QPrivateSignal);
@@ -128,6 +144,8 @@ private:
         State state = State::Idle;
         int filesDone = 0;
         QString currentFile;
+        qint64 bytesDone = 0;
+        qint64 bytesTotal = 0;
     };
     struct Report
     {
@@ -140,7 +158,7 @@ private:
 
     // On the job's own thread.
     Report work(const QStringList &files, const QString &destination);
-    void report(State state, int filesDone, const QString &currentFile);
+    void report(const Progress &progress);
 
     void takeProgress();
     void finish();
@@ -149,6 +167,8 @@ private:
     int m_fileCount = 0;
     int m_filesDone = 0;
     QString m_currentFile;
+    qint64 m_bytesDone = 0;
+    qint64 m_bytesTotal = 0;
     Report m_report;
     std::atomic_bool m_cancelled{false};
     std::mutex m_progressMutex;
