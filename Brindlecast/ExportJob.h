@@ -7,30 +7,49 @@
 
 #include <QObject>
 #include <QStringList>
-#include <QThread>
 #include <QVariantList>
 #include <QVector>
 
-#include <atomic>
 #include <memory>
-#include <mutex>
+
+class ExportRun;
 
 /**
  * Copies a list of files to a folder, typically a memory stick, and tells when the stick may be removed.
  *
- * One job at a time; the object can be
- * used again after each. The work is done on a thread of its own, in this order:
+ * @code
+ * QStringList paths;
+ * logs.getSelectedLogs(paths);
+ * connect(&job, &ExportJob::stateChanged, this, [this] { label->setVisible(job.safeToRemove()); });
+ * job.start(paths, QStringLiteral("/media/usb0"));
+ * @endcode
+ *
+ * One job at a time; the object can be used again after each. The work is done on a thread of its own, without any
+ * other program, in this order:
  *  1. the logger's lines are handed to the operating system, so that the newest ones are in the copy;
- *  2. the destination is checked: there, writable, enough space for all files;
- *  3. each file is copied under the name "<name>.part" and renamed when it is complete. A name that is taken is never
- *     overwritten: the copy is called "<name>-2" and so on. After a failure the incomplete copy is removed;
- *  4. the destination's file system is synced. Only then safeToRemove() becomes true.
+ *  2. the destination is checked: there, writable, enough space for all files. Parts that an interrupted export left
+ *     there are removed;
+ *  3. each file is copied under a name of the job's own, "brindlecast-" with sixteen digits and ".part", brought to the
+ *     medium (`fsync`) and only then given its name. After a failure the part is removed;
+ *  4. the folder and then its whole file system are synced. safeToRemove() becomes true when each of these steps told
+ *     of no error, and the medium is still there and not read-only.
  *
- * The destination is never created: a missing folder means that no stick is mounted. A folder that takes its place
- * while files are copied (the empty mount point below a stick that was pulled out) is noticed too.
+ * **What is there stays.** A name that anything has, a link that leads nowhere included, is never overwritten: the copy
+ * is called "<name>-2", "<name>-3" and so on. No link in the destination is followed. Several jobs, also of several
+ * processes, may copy to one folder at a time.
  *
- * Lives on one thread, usually the user interface's; all signals are sent there. The destructor cancels a running job
- * and waits for the file in hand.
+ * **The destination is never created**: a missing folder means that no stick is mounted. A folder that takes its place
+ * while files are copied (the empty mount point below a stick that was pulled out) is noticed too. That a folder is the
+ * mount point of a stick, and not an empty folder of the device, is for the caller to know.
+ *
+ * **What is copied** are files, and what links to files lead to. Of a log that grows, the copy holds what it held when
+ * the job began. Copies can be read by whom the original can be read by, as far as the umask allows, and written by
+ * their owner alone.
+ *
+ * Thread safety: reentrant. The object lives on one thread with an event loop, usually the user interface's; all signals
+ * are sent there, and a slot may delete the object. Relative paths count from the process's working directory at
+ * start(). The destructor ends a running job, removes its incomplete copy and syncs nothing. It waits for the block in
+ * hand, and no longer than a second: a thread that the system holds up in a call to a dying stick ends by itself later.
  */
 class BRINDLECAST_EXPORT ExportJob : public QObject
 {
@@ -84,97 +103,70 @@ public:
         QString reason; ///< why it was not copied, for a person to read; empty when it was
     };
 
+    /** Makes an idle job. `parent` may be null. */
     explicit ExportJob(QObject *parent = nullptr);
     ~ExportJob() override;
 
     /**
      * Starts to copy `files` (paths) to the folder `destination`. Returns false, and does nothing, while a job is
-     * active and when `files` is empty. What goes wrong later is told by outcome().
+     * active, when `files` is empty, and when the system has no thread left. What goes wrong later is told by outcome().
      */
     bool start(const QStringList &files, const QString &destination);
 
-    /** Ends the job before its next file. What has been copied stays, and is synced. */
+    /** Ends the job at the next block, or file being synced. What has been copied by then stays, and is synced. */
     Q_INVOKABLE void cancel();
 
     /** Forgets a finished job: back to State::Idle. */
     Q_INVOKABLE void dismiss();
 
-    State state() const { return m_state; }
-    bool isActive() const { return m_state != State::Idle && m_state != State::Finished; }
-    bool isCancelling() const { return isActive() && m_cancelled; }
+    State state() const;
+    bool isActive() const;
+    bool isCancelling() const;
 
     /** Meaningful in State::Finished. */
-    Outcome outcome() const { return m_report.outcome; }
+    Outcome outcome() const;
     /** True when the job is finished and everything it wrote has reached the destination's medium. */
-    bool safeToRemove() const { return m_state == State::Finished && m_report.synced; }
+    bool safeToRemove() const;
 
-    int fileCount() const { return m_fileCount; }
-    int filesDone() const { return m_filesDone; }
+    int fileCount() const;
+    /** Files copied or failed so far. */
+    int filesDone() const;
     /** Name of the file being copied. */
-    QString currentFile() const { return m_currentFile; }
+    QString currentFile() const;
 
     /**
      * Bytes of the files dealt with so far, the part of the file in hand included, and of all files; both 0 until that
      * is known. A file that could not be copied counts with its whole size.
      */
-    qint64 bytesDone() const { return m_bytesDone; }
-    qint64 bytesTotal() const { return m_bytesTotal; }
+    qint64 bytesDone() const;
+    qint64 bytesTotal() const;
 
     /** The files copied by the finished job. */
     int copiedCount() const;
     /** Bytes that the files take at the destination, and those free there when the job began; -1 while unknown. */
-    qint64 bytesNeeded() const { return m_report.bytesNeeded; }
-    qint64 bytesFree() const { return m_report.bytesFree; }
+    qint64 bytesNeeded() const;
+    qint64 bytesFree() const;
 
     /** One result per file, in the order given to start(); empty until the job is finished. */
-    QVector<FileResult> results() const { return m_report.files; }
+    QVector<FileResult> results() const;
     /** The same for QML: objects with the members name, savedAs, outcome and reason. */
     QVariantList resultList() const;
 
 Q_SIGNALS:
     void stateChanged();
-    /** Sent ten times a second at most. */
+    /** Sent ten times a second at most while the job runs, and at its start and end. */
     void progressChanged();
-    /** From the job's own thread to its owner's. */
-    void progressReported(QPrivateSignal);
+
+protected:
+    /** Takes the progress over from the job's thread. */
+    void timerEvent(QTimerEvent *event) override;
 
 private:
-    struct Progress
-    {
-        State state = State::Idle;
-        int filesDone = 0;
-        QString currentFile;
-        qint64 bytesDone = 0;
-        qint64 bytesTotal = 0;
-    };
-    struct Report
-    {
-        Outcome outcome = Outcome::Copied;
-        bool synced = false;
-        qint64 bytesNeeded = -1;
-        qint64 bytesFree = -1;
-        QVector<FileResult> files;
-    };
+    friend class ExportRun;
+    struct Private;
 
-    // On the job's own thread.
-    Report work(const QStringList &files, const QString &destination);
-    void report(const Progress &progress);
+    void followRun();
+    void takeProgress(bool isTold);
 
-    void takeProgress();
-    void finish();
-
-    State m_state = State::Idle;
-    int m_fileCount = 0;
-    int m_filesDone = 0;
-    QString m_currentFile;
-    qint64 m_bytesDone = 0;
-    qint64 m_bytesTotal = 0;
-    Report m_report;
-    std::atomic_bool m_cancelled{false};
-    std::mutex m_progressMutex;
-    // protected by m_progressMutex:
-    Progress m_progress;
-    // written by the job's thread, read when that has ended:
-    Report m_finalReport;
-    std::unique_ptr<QThread> m_thread;
+    const std::unique_ptr<Private> d;
 };

@@ -1,0 +1,388 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "ExportRun_p.h"
+
+#include "ExportFolder_p.h"
+#include "FileCopy_p.h"
+#include "PartFile_p.h"
+#include "QtDebugLogger.h"
+
+#include <QDeadlineTimer>
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <system_error>
+#include <thread>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+using Outcome = ExportJob::Outcome;
+
+constexpr auto kFlushLimit = 3s;
+constexpr int kFlushSliceMs = 100;
+constexpr auto kPatienceOfDestructor = 1s;
+
+QString reasonFor(Outcome outcome)
+{
+    switch (outcome) {
+    case Outcome::Cancelled:
+        return ExportJob::tr("The export was cancelled.");
+    case Outcome::DestinationGone:
+        return ExportJob::tr("The destination is no longer there.");
+    case Outcome::DestinationReadOnly:
+        return ExportJob::tr("The destination can't be written to.");
+    case Outcome::DestinationFull:
+        return ExportJob::tr("The destination is full.");
+    case Outcome::SourceGone:
+        return ExportJob::tr("The log no longer exists.");
+    case Outcome::NotAFile:
+        return ExportJob::tr("This is a folder, a pipe or a device.");
+    case Outcome::FileTooLarge:
+        return ExportJob::tr("The destination's file system can't hold so large a file.");
+    case Outcome::Copied:
+    case Outcome::CopyFailed:
+    case Outcome::NotSynced:
+        break;
+    }
+    return {};
+}
+
+Outcome outcomeForDestination(int error)
+{
+    switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+        return Outcome::DestinationFull;
+    case EROFS:
+    case EACCES:
+    case EPERM:
+        return Outcome::DestinationReadOnly;
+    case EFBIG:
+        return Outcome::FileTooLarge;
+    case ECANCELED:
+        return Outcome::Cancelled;
+    default:
+        return Outcome::CopyFailed;
+    }
+}
+
+QString reasonForDestination(int error)
+{
+    switch (error) {
+    case EINVAL:
+    case EILSEQ:
+    case ENAMETOOLONG:
+        return ExportJob::tr("The destination does not take this name.");
+    case ESTALE:
+        return ExportJob::tr("Another program changed the copy.");
+    default:
+        return ExportJob::tr("Writing the copy failed: %1").arg(qt_error_string(error));
+    }
+}
+
+QString reasonForSource(int error)
+{
+    return ExportJob::tr("Reading the log failed: %1").arg(qt_error_string(error));
+}
+
+// As the original's, but never for others to write, and for its owner to delete.
+mode_t permissionsFor(const struct stat &source)
+{
+    return (source.st_mode & (S_IRUSR | S_IRGRP | S_IROTH)) | S_IRUSR | S_IWUSR;
+}
+
+QByteArray encodedPath(const QString &path)
+{
+    // The system would take the text before a NUL for the whole.
+    return path.isEmpty() || path.contains(QChar(QChar::Null)) ? QByteArray()
+                                                               : QFile::encodeName(QDir::current().absoluteFilePath(path));
+}
+
+bool hasCopies(const QVector<ExportJob::FileResult> &files)
+{
+    return std::any_of(files.cbegin(), files.cend(),
+                       [](const ExportJob::FileResult &file) { return file.outcome == Outcome::Copied; });
+}
+
+} // namespace
+
+std::shared_ptr<ExportRun> ExportRun::start(const QStringList &files, const QString &destination, ExportJob *job)
+{
+    const auto run = std::make_shared<ExportRun>(files, destination, job);
+    try {
+        std::thread([run] { run->work(); }).detach();
+    } catch (const std::system_error &error) {
+        qWarning() << "No thread for the export:" << error.what();
+        return {};
+    }
+    return run;
+}
+
+ExportRun::ExportRun(const QStringList &files, const QString &destination, ExportJob *job)
+    : m_destination(encodedPath(destination))
+    , m_job(job)
+{
+    m_sources.reserve(static_cast<std::size_t>(files.size()));
+    for (const QString &file : files)
+        m_sources.push_back({encodedPath(file), QFileInfo(file).fileName()});
+}
+
+ExportRun::Progress ExportRun::progress() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_progress;
+}
+
+ExportRun::Report ExportRun::report() const
+{
+    return progress().state == State::Finished ? m_report : Report();
+}
+
+void ExportRun::cancel()
+{
+    m_isCancelled.store(true);
+}
+
+void ExportRun::abandon()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_job = nullptr;
+    m_isAbandoned.store(true);
+    m_isCancelled.store(true);
+    m_finished.wait_for(lock, kPatienceOfDestructor, [this] { return m_progress.state == State::Finished; });
+}
+
+void ExportRun::work()
+{
+    ::pthread_setname_np(::pthread_self(), "exportThread");
+    // The host's signal handlers are not run here, and a file larger than the process may write is an error like any
+    // other and not the end of the process.
+    sigset_t signals;
+    ::sigfillset(&signals);
+    ::pthread_sigmask(SIG_SETMASK, &signals, nullptr);
+
+    copyAll();
+    enter(State::Finished);
+}
+
+bool ExportRun::flushLog() const
+{
+    const QDeadlineTimer limit(kFlushLimit);
+    bool isServing = true;
+    while (isServing && !limit.hasExpired() && !isCancelled()) {
+        const QDeadlineTimer slice(kFlushSliceMs);
+        if (QtDebugLogger::getInstance()->flush(kFlushSliceMs))
+            return true;
+        isServing = slice.hasExpired();
+    }
+    return false;
+}
+
+void ExportRun::copyAll()
+{
+    if (!flushLog())
+        qDebug() << "Exporting without the newest log lines: the log is off or its disk is stalled";
+
+    const ExportFolder folder(m_destination);
+    if (!prepare(folder))
+        return;
+
+    enter(State::Copying);
+    for (const Source &source : m_sources) {
+        if (isCancelled())
+            giveUp(Outcome::Cancelled);
+        else if (!folder.isHere())
+            giveUp(Outcome::DestinationGone);
+        if (m_isGivenUp)
+            break;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_progress.currentFile = source.name;
+        }
+        copyFile(source, folder);
+    }
+
+    if (m_report.outcome != Outcome::DestinationGone)
+        sync(folder);
+}
+
+bool ExportRun::prepare(const ExportFolder &folder)
+{
+    if (!folder.isHere()) {
+        giveUp(Outcome::DestinationGone);
+        return false;
+    }
+    if (folder.isReadOnly()) {
+        giveUp(Outcome::DestinationReadOnly);
+        return false;
+    }
+    folder.removeLeftovers([this] { return !isCancelled(); });
+
+    m_report.bytesNeeded = 0;
+    qint64 total = 0;
+    for (Source &source : m_sources) {
+        struct stat status = {};
+        if (source.path.isEmpty() || ::stat(source.path.constData(), &status) != 0 || !S_ISREG(status.st_mode))
+            continue;
+        source.size = status.st_size;
+        total += source.size;
+        m_report.bytesNeeded += folder.sizeOnDisk(source.size);
+    }
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_progress.bytesTotal = total;
+    }
+    m_report.bytesFree = folder.bytesFree();
+    if (m_report.bytesFree >= 0 && m_report.bytesFree < m_report.bytesNeeded) {
+        giveUp(Outcome::DestinationFull);
+        return false;
+    }
+    return true;
+}
+
+int ExportRun::openSource(const Source &source, struct stat &status)
+{
+    int error = source.path.isEmpty() ? ENOENT : 0;
+    int file = -1;
+    // Looked at before it is opened, since opening a device can have effects of its own. A link is copied as the file
+    // it leads to; few sticks know links.
+    if (error == 0 && ::stat(source.path.constData(), &status) != 0)
+        error = errno;
+    if (error == 0 && S_ISREG(status.st_mode)) {
+        file = ::open(source.path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        if (file < 0 || ::fstat(file, &status) != 0)
+            error = errno;
+    }
+    if (error == 0 && S_ISREG(status.st_mode))
+        return file;
+
+    if (error == ENOENT || error == ENOTDIR)
+        finishFile(source, Outcome::SourceGone, reasonFor(Outcome::SourceGone));
+    else if (error != 0)
+        finishFile(source, Outcome::CopyFailed, reasonForSource(error));
+    else
+        finishFile(source, Outcome::NotAFile, reasonFor(Outcome::NotAFile));
+    if (file >= 0)
+        ::close(file);
+    return -1;
+}
+
+void ExportRun::copyFile(const Source &source, const ExportFolder &folder)
+{
+    struct stat status = {};
+    const int file = openSource(source, status);
+    if (file < 0)
+        return;
+
+    const qint64 size = source.size < 0 ? status.st_size : source.size;
+    PartFile part(folder, permissionsFor(status));
+    int error = part.error();
+    FileCopy copy;
+    if (error == 0) {
+        copy = FileCopy::run(file, part.descriptor(), size, [this](qint64 done) {
+            showBytes(m_bytesBefore + done);
+            return !isCancelled();
+        });
+    }
+    ::close(file);
+
+    switch (copy.end) {
+    case FileCopy::Complete:
+        if (error == 0)
+            error = part.sync();
+        if (error == 0)
+            error = part.publish(QFile::encodeName(source.name), [this] { return !isCancelled(); });
+        break;
+    case FileCopy::Stopped:
+        error = ECANCELED;
+        break;
+    case FileCopy::SourceEnded:
+        finishFile(source, Outcome::CopyFailed, ExportJob::tr("The log became shorter while it was copied."));
+        return;
+    case FileCopy::SourceFailed:
+        finishFile(source, Outcome::CopyFailed, reasonForSource(copy.error));
+        return;
+    case FileCopy::TargetFailed:
+        error = copy.error;
+        break;
+    }
+    if (error != 0 || !folder.isHere())
+        failForDestination(source, folder, error);
+    else
+        finishFile(source, Outcome::Copied, QString(), QFile::decodeName(part.publishedName()));
+}
+
+void ExportRun::failForDestination(const Source &source, const ExportFolder &folder, int error)
+{
+    const Outcome outcome = folder.isHere() ? outcomeForDestination(error) : Outcome::DestinationGone;
+    if (outcome == Outcome::CopyFailed || outcome == Outcome::FileTooLarge) {
+        const QString reason = reasonFor(outcome);
+        finishFile(source, outcome, reason.isEmpty() ? reasonForDestination(error) : reason);
+    } else {
+        giveUp(outcome);
+    }
+}
+
+void ExportRun::finishFile(const Source &source, Outcome outcome, const QString &reason, const QString &savedAs)
+{
+    if (outcome != Outcome::Copied)
+        m_report.outcome = outcome;
+    m_report.files.append({source.name, savedAs, outcome, reason});
+    m_bytesBefore += qMax(source.size, qint64{0});
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_progress.bytesDone = m_bytesBefore;
+    m_progress.filesDone = m_report.files.size();
+}
+
+// The files not yet copied share the job's outcome.
+void ExportRun::giveUp(Outcome outcome)
+{
+    m_isGivenUp = true;
+    m_report.outcome = outcome;
+    for (auto i = static_cast<std::size_t>(m_report.files.size()); i < m_sources.size(); ++i)
+        m_report.files.append({m_sources.at(i).name, QString(), outcome, reasonFor(outcome)});
+}
+
+void ExportRun::sync(const ExportFolder &folder)
+{
+    if (m_isAbandoned.load())
+        return;
+    enter(State::Syncing);
+    const bool isSynced = folder.sync();
+    m_report.isSynced = isSynced && !folder.isReadOnly() && folder.isHere();
+    if (!m_report.isSynced && !folder.isHere())
+        m_report.outcome = Outcome::DestinationGone;
+    else if (!m_report.isSynced && hasCopies(m_report.files))
+        m_report.outcome = Outcome::NotSynced;
+}
+
+void ExportRun::enter(State state)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_progress.state = state;
+    if (state == State::Syncing || state == State::Finished)
+        m_progress.currentFile.clear();
+    if (m_job)
+        QMetaObject::invokeMethod(m_job, &ExportJob::followRun, Qt::QueuedConnection);
+    if (state == State::Finished)
+        m_finished.notify_all();
+}
+
+void ExportRun::showBytes(qint64 bytesDone)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_progress.bytesDone = bytesDone;
+}
