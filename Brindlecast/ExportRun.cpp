@@ -82,8 +82,6 @@ Outcome outcomeForDestination(int error)
 QString reasonForDestination(int error)
 {
     switch (error) {
-    case EINVAL:
-    case EILSEQ:
     case ENAMETOOLONG:
         return ExportJob::tr("The destination does not take this name.");
     case ESTALE:
@@ -109,6 +107,12 @@ QByteArray encodedPath(const QString &path)
     // The system would take the text before a NUL for the whole.
     return path.isEmpty() || path.contains(QChar(QChar::Null)) ? QByteArray()
                                                                : QFile::encodeName(QDir::current().absoluteFilePath(path));
+}
+
+// File systems differ in what they tell of a name that they don't take. The folder has just taken that of the part.
+bool isAboutName(int error)
+{
+    return error == EINVAL || error == EILSEQ || error == ENOENT || error == EACCES || error == EPERM;
 }
 
 bool hasCopies(const QVector<ExportJob::FileResult> &files)
@@ -303,8 +307,10 @@ void ExportRun::copyFile(const Source &source, const ExportFolder &folder)
     case FileCopy::Complete:
         if (error == 0)
             error = part.sync();
-        if (error == 0)
+        if (error == 0) {
             error = part.publish(QFile::encodeName(source.name), [this] { return !isCancelled(); });
+            error = isAboutName(error) ? ENAMETOOLONG : error;
+        }
         break;
     case FileCopy::Stopped:
         error = ECANCELED;

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -66,7 +67,7 @@ PartFile::~PartFile()
 {
     if (m_descriptor < 0)
         return;
-    if (m_publishedName.isEmpty() && m_folder.holds(m_name, m_identity))
+    if (m_folder.holds(m_name, m_identity))
         ::unlinkat(m_folder.descriptor(), m_name.constData(), 0);
     ::close(m_descriptor);
 }
@@ -117,6 +118,10 @@ int PartFile::publish(const QByteArray &name, const std::function<bool()> &goOn)
     if (!m_folder.holds(candidate, m_identity))
         return ESTALE;
     m_publishedName = candidate;
+    // Closed before its first name goes, if it has two now: FUSE keeps what is removed while open under yet another.
+    ::close(std::exchange(m_descriptor, -1));
+    if (m_folder.holds(m_name, m_identity))
+        ::unlinkat(m_folder.descriptor(), m_name.constData(), 0);
     return 0;
 }
 
@@ -128,10 +133,8 @@ int PartFile::moveTo(const QByteArray &name) const
     if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
         return errno;
     // This file system can't rename without replacing.
-    if (::linkat(folder, m_name.constData(), folder, name.constData(), 0) == 0) {
-        ::unlinkat(folder, m_name.constData(), 0);
+    if (::linkat(folder, m_name.constData(), folder, name.constData(), 0) == 0)
         return 0;
-    }
     return errno == EEXIST ? EEXIST : replaceOwnPlaceholder(name);
 }
 
