@@ -39,8 +39,8 @@ public:
      * Returns the size in bytes of the files under the folder `path`, subfolders included.
      *
      * Hidden files and the content of hidden folders are left out. A link to a file counts with the size of that file;
-     * links to folders are not followed, so a loop of links ends. What can't be read or vanishes meanwhile adds
-     * nothing. For anything but a folder, returns the size of `path` itself, 0 when it does not exist.
+     * links to folders are not followed, so a loop of links ends. What can't be read, vanishes meanwhile or has a name
+     * that is not valid in the local encoding adds nothing. For anything but a folder, returns the size of `path` itself, 0 when it does not exist.
      *
      * Walks the whole tree before it returns: call it for a large tree, or for one on a slow medium, on a thread that
      * may wait.

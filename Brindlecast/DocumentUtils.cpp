@@ -27,8 +27,6 @@ constexpr MessageSite kCopyFailed = {__FILE__, 43, kCopyFileOrDir};
 constexpr MessageSite kCopyStatus = {__FILE__, 44, kCopyFileOrDir};
 constexpr MessageSite kRemovalRefused
     = {__FILE__, 52, "bool DocumentUtils::removeSpecifiedExtFilesInDir(const QString&, const QString&)"};
-constexpr MessageSite kFindRefused
-    = {__FILE__, 64, "QString DocumentUtils::findFirstFileWithSpecifiedExt(const QString&, const QString&)"};
 
 constexpr const char *kRefused = "text not fit for a command:";
 
@@ -64,11 +62,10 @@ bool isCarriedByEncoding(const QString &argument)
     return asciiText == QLatin1String(asciiBytes);
 }
 
-bool isPlainExtension(const QString &ext)
+bool isSuffix(const QString &ext)
 {
-    return std::all_of(ext.cbegin(), ext.cend(), [](QChar character) {
-        return isAscii(character) ? isClean(character) && character != QLatin1Char('/') : !character.isSpace();
-    });
+    const auto isMore = [](QChar character) { return QLatin1String("/*?[").contains(character); };
+    return !ext.isEmpty() && std::none_of(ext.cbegin(), ext.cend(), isMore);
 }
 
 QString singleQuoted(QString text)
@@ -139,27 +136,20 @@ int DocumentUtils::copyFileOrDir(const QString &from, const QString &toDir, cons
 
 bool DocumentUtils::removeSpecifiedExtFilesInDir(const QString &dir, const QString &ext)
 {
-    if (!isCarriedByEncoding(dir) || !isCarriedByEncoding(ext) || !isPlainExtension(ext)) {
+    if (ext.isEmpty())
+        return false;
+    if (!isCarriedByEncoding(dir) || !isCarriedByEncoding(ext) || !isSuffix(ext)) {
         kRemovalRefused.debug() << kRefused << dir << ext;
         return false;
     }
-    if (!QFileInfo::exists(dir) || ext.isEmpty())
+    if (!QFileInfo::exists(dir))
         return false;
     return run(QStringLiteral("rm -rf ") + endOfOptions(dir) + asWord(dir) + QStringLiteral("*.") + asWord(ext)) != 0;
 }
 
 QString DocumentUtils::findFirstFileWithSpecifiedExt(const QString &dir, const QString &ext)
 {
-    if (!isCarriedByEncoding(dir) || !isCarriedByEncoding(ext) || !isPlainExtension(ext)) {
-        kFindRefused.debug() << kRefused << dir << ext;
+    if (!isCarriedByEncoding(dir) || !isSuffix(ext) || !QFileInfo::exists(dir))
         return {};
-    }
-    if (!QFileInfo::exists(dir) || ext.isEmpty())
-        return {};
-
-    QDir directory(dir);
-    directory.setFilter(QDir::Files);
-    directory.setNameFilters({QStringLiteral("*.") + ext});
-    directory.setSorting(QDir::Unsorted);
-    return newestFile(directory.entryInfoList()).filePath();
+    return newestFile(filesInOrder(QDir(dir), {QLatin1Char('.') + ext}, QDir::Unsorted)).filePath();
 }

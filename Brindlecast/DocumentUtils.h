@@ -20,8 +20,11 @@
  * from an option by a `--` before it. Refused, with the result of a failure and one debug message, before anything
  * runs, is what can't be said to the shell:
  * - a text that holds a NUL or that the local 8-bit encoding can't carry (half of a surrogate pair, for instance);
- * - an extension that is more than a plain suffix: with "/", a blank, a pattern character (`*`, `?`, `[`) or any other
- *   ASCII character than letters, digits and `. _ - + @ , : % =`.
+ * - an extension that is more than a suffix: with "/" or a pattern character (`*`, `?`, `[`).
+ *
+ * **What `system()` asks of the host.** It waits for its child: where SIGCHLD is ignored, or a handler of the host
+ * collects every child (`waitpid(-1, ...)`), the command runs, but counts as failed, whatever became of it. SIGINT and
+ * SIGQUIT (Ctrl-C) are ignored by the whole process while a command runs. ExportJob copies logs without any of this.
  *
  * Relative paths count from the working directory of the process.
  *
@@ -73,8 +76,9 @@ public:
      *
      * Case does not matter; links to files are looked at, folders and hidden files are not. "Last" is meant by the
      * true instant, whatever the local time did; files of the same millisecond are taken in the order of their names.
-     * Runs no command. Returns an empty string when there is no such file or folder, `ext` is empty, or a text is
-     * refused.
+     * Runs no command and writes no message, and takes any extension as it is. Returns an empty string when there is no
+     * such file or folder, and when `ext` is empty or holds "/" or a pattern character. Files whose names are not valid
+     * in the local encoding are left out by Qt.
      */
     QString findFirstFileWithSpecifiedExt(const QString &dir, const QString &ext);
 };
