@@ -27,7 +27,8 @@ class CommonListViewModelPrivate;
  * its row goes. Rows have no identity but their position. Role names and rows are independent of each other.
  *
  * Every change but addItemData() resets the whole model: views reload all rows, and a current index or selection kept
- * by a view is lost. To change many rows at once, build a list and call setListData().
+ * by a view is lost. To change many rows at once, build a list and call setListData(), or take the model off its views
+ * meanwhile.
  *
  * An index is a row number counted from 0. An index outside the range that an operation accepts ends the call without
  * any effect, signal or message.
@@ -36,7 +37,8 @@ class CommonListViewModelPrivate;
  * alone, countUpdated(). Insertion, removal and replacement of single rows do not emit countUpdated(), so a binding to
  * `count` does not follow them; addItemData() does emit it.
  *
- * A slot connected directly to the reset signals may call any operation of the same model. If such a slot, or another
+ * A slot connected directly to the reset signals may call any operation of the same model, but not delete it
+ * (deleteLater() may). If such a slot, or another
  * thread, takes the row away that an operation was about to change, the operation announces its reset and changes
  * nothing.
  *
@@ -60,7 +62,10 @@ public:
     /** Destroys all records. Emits no signal but QObject's. */
     ~CommonListViewModel() override;
 
-    /** Returns the number of rows, whatever `parent` is. */
+    /**
+     * Returns the number of rows, whatever `parent` is. Views of lists never ask for a row's children; Qt's
+     * QAbstractItemModelTester does, and complains.
+     */
     int rowCount(const QModelIndex &parent) const override;
 
     /**

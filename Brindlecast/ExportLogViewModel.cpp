@@ -4,16 +4,19 @@
 #include "ExportLogViewModel.h"
 
 #include "FileOrder_p.h"
+#include "ListedFiles_p.h"
 #include "LogDirectory_p.h"
 #include "MessageSite_p.h"
 
+#include <QFile>
 #include <QHash>
 #include <QJsonValue>
 #include <QScopedValueRollback>
 #include <QVariant>
-#include <QVector>
 
 #include <utility>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -119,9 +122,10 @@ ExportLogViewModel::ExportLogViewModel(QObject *parent)
     : QObject(parent)
     , m_currentFolder(logDirectory())
     , m_currentViewModel(new CommonListViewModel(nullptr))
+    , m_files(std::make_unique<ListedFiles>())
 {
     m_currentViewModel->setRoleNamesOfRow({fileNameKey(), selectedKey()});
-    m_fileSystemWatcher.addPath(m_currentFolder);
+    watch(m_currentFolder);
     connect(&m_fileSystemWatcher, &QFileSystemWatcher::directoryChanged, this,
             &ExportLogViewModel::onFileSystemDirectoryChanged);
     connect(&m_fileSystemWatcher, &QFileSystemWatcher::fileChanged, this, &ExportLogViewModel::onFileSystemFileChanged);
@@ -132,6 +136,8 @@ ExportLogViewModel::ExportLogViewModel(QObject *parent)
     connect(rows, &CommonListViewModel::modelReset, this, &ExportLogViewModel::followRowsReset);
     connect(rows, &CommonListViewModel::rowsInserted, this, &ExportLogViewModel::followForeignChange);
 }
+
+ExportLogViewModel::~ExportLogViewModel() = default;
 
 CommonListViewModelPointer ExportLogViewModel::fileListViewModel() const
 {
@@ -145,11 +151,11 @@ void ExportLogViewModel::setCurrentFolder(const QString &path)
     if (!folder.exists())
         return;
 
+    if (!path.isEmpty())
+        watch(path);
     const QStringList suffixes = {QStringLiteral(".txt"), QStringLiteral(".log")};
     const Listing listing = {path, filesInOrder(folder, suffixes, m_sortType)};
     m_currentFolder = listing.folder;
-    if (!m_currentFolder.isEmpty())
-        m_fileSystemWatcher.addPath(m_currentFolder);
     rebuildRows(listing);
     Q_EMIT selectedNumberChangedSignal();
 }
@@ -207,9 +213,7 @@ qint64 ExportLogViewModel::getSelectedLogs(QStringList &nameList)
     qint64 total = 0;
     const RowReader rows(*m_currentViewModel);
     for (int index = 0; index < m_currentViewModel->count(); ++index) {
-        if (!rows.isSelected(index) || index >= m_fileInfoList.size())
-            continue;
-        const QFileInfo &entry = m_fileInfoList.at(index);
+        const QFileInfo entry = rows.isSelected(index) ? m_files->fileOfRow(index) : QFileInfo();
         if (entry.filePath().isEmpty())
             continue;
         nameList.append(entry.filePath());
@@ -229,7 +233,7 @@ bool ExportLogViewModel::makeFileViewItemInfo(const QFileInfo &info, CommonListI
 
 void ExportLogViewModel::updateFileListView()
 {
-    rebuildRows({m_currentFolder, m_fileInfoList});
+    rebuildRows({m_currentFolder, m_files->files()});
 }
 
 bool ExportLogViewModel::setItemSelected(int index)
@@ -266,6 +270,21 @@ void ExportLogViewModel::onFileSystemFileChanged(const QString &path)
     kFileChanged.debug() << "FileSystemFileChanged: " << path;
     if (path.startsWith(m_currentFolder))
         setCurrentFolder(m_currentFolder);
+}
+
+// The watcher goes by the path and keeps to the folder that it found there first, also when that was moved away, or a
+// volume was mounted on it.
+void ExportLogViewModel::watch(const QString &path)
+{
+    struct stat found = {};
+    if (::stat(QFile::encodeName(path).constData(), &found) == 0) {
+        const FolderIdentity identity(found.st_dev, found.st_ino);
+        FolderIdentity &watched = m_watchedFolders[path];
+        if (watched != identity)
+            m_fileSystemWatcher.removePath(path);
+        watched = identity;
+    }
+    m_fileSystemWatcher.addPath(path);
 }
 
 template <typename Change> void ExportLogViewModel::changeRows(RowChange &rowChange, Change change)
@@ -318,7 +337,7 @@ void ExportLogViewModel::markAll(bool isSelected)
 
 qint64 ExportLogViewModel::fileSizeOfRow(int index) const
 {
-    return index < m_fileInfoList.size() ? m_fileInfoList.at(index).size() : 0;
+    return m_files->fileOfRow(index).size();
 }
 
 void ExportLogViewModel::followRowsAboutToBeReset()
@@ -340,7 +359,7 @@ void ExportLogViewModel::finishRowChange()
     const RowChange *rowChange = std::exchange(m_rowChange, nullptr); // what follows within the same call is not ours
     if (rowChange->listing) {
         m_currentFolder = rowChange->listing->folder; // a slot may have listed another one meanwhile
-        m_fileInfoList = rowChange->listing->entries;
+        m_files->setFiles(rowChange->listing->entries);
     }
     m_selectedNumber = rowChange->selectedNumber;
     m_selectedFileSize = rowChange->selectedFileSize;
@@ -352,11 +371,15 @@ void ExportLogViewModel::followForeignChange()
 {
     if (m_rowChange)
         m_rowChange->isDisturbed = true;
-    alignEntries();
+    const RowReader rows(*m_currentViewModel);
+    QStringList names;
+    names.reserve(m_currentViewModel->count());
+    for (int index = 0; index < m_currentViewModel->count(); ++index)
+        names.append(rows.fileName(index));
+    m_files->followRows(names);
 
     int number = 0;
     qint64 fileSize = 0;
-    const RowReader rows(*m_currentViewModel);
     for (int index = 0; index < m_currentViewModel->count(); ++index) {
         if (rows.isSelected(index)) {
             ++number;
@@ -368,44 +391,4 @@ void ExportLogViewModel::followForeignChange()
     m_selectedNumber = number;
     m_selectedFileSize = fileSize;
     Q_EMIT selectedNumberChangedSignal();
-}
-
-// Puts the entry of each row at the row's index again, after a host moved, removed or added rows.
-void ExportLogViewModel::alignEntries()
-{
-    const RowReader rows(*m_currentViewModel);
-    const int rowCount = m_currentViewModel->count();
-    int row = 0;
-    while (row < rowCount && row < m_fileInfoList.size() && rows.fileName(row) == m_fileInfoList.at(row).fileName())
-        ++row;
-    if (row == rowCount)
-        return;
-
-    QHash<QString, QFileInfo> unclaimed;
-    for (const QFileInfo &entry : qAsConst(m_fileInfoList))
-        unclaimed.insert(entry.fileName(), entry);
-    unclaimed.remove(QString());
-
-    // A row without an entry, where there was a row for every entry and still is, is one that got another name.
-    const bool mayBeRenamed = rowCount == m_fileInfoList.size() && rowCount == unclaimed.size();
-
-    QFileInfoList aligned;
-    QVector<int> strangers;
-    for (row = 0; row < rowCount; ++row) {
-        aligned.append(unclaimed.take(rows.fileName(row)));
-        if (aligned.constLast().filePath().isEmpty())
-            strangers.append(row);
-    }
-    for (const int stranger : qAsConst(strangers)) {
-        if (mayBeRenamed)
-            aligned[stranger] = unclaimed.take(m_fileInfoList.at(stranger).fileName());
-    }
-    // The rest waits behind the rows, after an empty entry, in case the host brings its rows back.
-    if (!unclaimed.isEmpty())
-        aligned.append(QFileInfo());
-    for (const QFileInfo &entry : qAsConst(m_fileInfoList)) {
-        if (unclaimed.contains(entry.fileName()))
-            aligned.append(entry);
-    }
-    m_fileInfoList = aligned;
 }

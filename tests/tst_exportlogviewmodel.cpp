@@ -208,6 +208,13 @@ private Q_SLOTS:
             {"b.log"_q, [](List &rows) { rows.removeItemDataAt(0); }},
             {"b.log c.log"_q, [](List &rows) { rows.moveUpItemDataAt(1); }},
             {"c.log b.log"_q, [](List &rows) { rows.setItemValue(0, "file_name"_q, "nicer"_q); }},
+            {"b.log c.log"_q,
+             [](List &rows) {
+                 rows.setItemValue(0, "file_name"_q, "nicer"_q), rows.setItemValue(1, "file_name"_q, "nice"_q);
+                 rows.moveUpItemDataAt(1);
+             }},
+            {"b.log"_q, // of what takes the place of several rows, nothing is taken for a new name of one
+             [](List &rows) { rows.setListData({row("x"_q, true), row("b.log"_q, true), row("y"_q, true)}); }},
             {"c.log b.log"_q, [](List &rows) { rows.setRoleNamesOfRow({}); }},
             {"c.log b.log"_q, [](List &rows) { rows.insertItemDataAt(0, row("x"_q, false)); }},
             {"c.log"_q, [](List &rows) { rows.removeItemDataAt(1), rows.addItemData(row("x"_q, false)); }},
@@ -219,7 +226,8 @@ private Q_SLOTS:
             model.setSelected(1);
             edit(*model.rows);
             QCOMPARE(model.exported(), exported);
-            QVERIFY(model.disagreements.isEmpty() || model.names().contains("nicer"_q)); // Which the path is not.
+            const bool isRenamed = model.names().contains("nicer"_q) || model.names().contains("x"_q);
+            QVERIFY(model.disagreements.isEmpty() || isRenamed); // Which the path is not.
             model.setAllSelected(); // stays inside the file list, whatever the rows are
             model.setNoneSelected();
             model.updateFileListView();
@@ -293,6 +301,26 @@ private Q_SLOTS:
         QTRY_COMPARE(model.names(), "new.log"_q);
         QVERIFY(makeFile(path("elsewhere.log"_q)));
         QTRY_VERIFY(Recorder::messages().constLast().contains("Changed:  \"%1\""_q.arg(m_folder->path())));
+    }
+
+    // The log volume may be mounted after the screen was made. A renaming is what a test may do anywhere.
+    void watchesTheFolderThatIsThereNow()
+    {
+        const Recorder recorder;
+        for (const bool isLink : {false, true}) {
+            const QString folder = path(isLink ? "link"_q : "logs"_q);
+            QVERIFY(makeFile(path("1/old.log"_q)) && makeFile(path("2/new.log"_q)));
+            QVERIFY(isLink ? QFile::link(path("1"_q), folder) : QFile::rename(path("1"_q), folder));
+            WatchedModel model(folder);
+            QCOMPARE(model.names(), "old.log"_q);
+            QVERIFY(isLink ? QFile::remove(folder) : QFile::rename(folder, path("3"_q)));
+            QVERIFY(isLink ? QFile::link(path("2"_q), folder) : QFile::rename(path("2"_q), folder));
+            model.setCurrentFolder(folder);
+            QCOMPARE(model.names(), "new.log"_q);
+            QVERIFY(makeFile(folder + "/newer.log"_q));
+            QTRY_COMPARE(model.names(), "newer.log new.log"_q);
+            QVERIFY(QDir(path("1"_q)).removeRecursively() && QDir(path("2"_q)).removeRecursively());
+        }
     }
 
     void survivesAStormOfChanges()
