@@ -399,6 +399,23 @@ private Q_SLOTS:
         qInfo("%d copies in %lld ms", copied, timer.elapsed());
     }
 
+    void noticesAPartThatWasTakenAway()
+    {
+        QVERIFY(write(log("a.log"_q), "log") && write(m_folder->filePath("victim"_q), "untouched"));
+        for (const char call : {'f', 'r'}) { // the last is too late to be seen before the part gets its name
+            calls().reset();
+            calls().set(call, 0, [this] {
+                const QString part = QDir(m_stick).entryList({"*.part"_q}, QDir::Files).value(0);
+                ::rename(QFile::encodeName(copy(part)).constData(), QFile::encodeName(copy("away"_q)).constData());
+                QFile::link(m_folder->filePath("victim"_q), copy(part));
+            });
+            QCOMPARE(exported({"a.log"_q}), "a.log:CopyFailed | CopyFailed, safe"_q);
+            QVERIFY(QFile::remove(copy("away"_q)) && inventory(m_stick).size() == 1);
+            QVERIFY(removeAny(m_stick) && QDir().mkpath(m_stick));
+        }
+        QCOMPARE(fileContents(m_folder->filePath("victim"_q)), QByteArray("untouched"));
+    }
+
     void removesLeftoversOnly()
     {
         QVERIFY(write(log("a.log"_q), "log"));
