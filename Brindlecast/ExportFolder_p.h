@@ -13,8 +13,8 @@
 /**
  * The folder that logs are copied to, by a descriptor that is kept open for as long as the export runs.
  *
- * All work is done through the descriptor: when a stick is pulled out, its path may lead to the empty mount point on the
- * device's own disk, where copies must not end up. No link in the folder is ever followed.
+ * All work is done through the descriptor: when a stick is pulled out, its path may lead to the empty mount point on
+ * the device's own disk, where copies must not end up. No link in the folder is ever followed.
  */
 class ExportFolder
 {

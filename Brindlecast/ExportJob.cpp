@@ -19,10 +19,19 @@ constexpr int kProgressIntervalMs = 100;
 
 } // namespace
 
-struct ExportJob::Private
+class ExportJobPrivate
 {
+public:
+    using State = ExportJob::State;
+
+    void clear(State newState)
+    {
+        report = {};
+        state = newState;
+    }
+
     State state = State::Idle;
-    std::shared_ptr<ExportRun> run; // of the job under way, or the one that finished
+    QSharedPointer<ExportRun> run; // of the job under way, or the one that finished
     int fileCount = 0;
     ExportRun::Progress progress;
     ExportRun::Report report;
@@ -31,14 +40,14 @@ struct ExportJob::Private
 
 ExportJob::ExportJob(QObject *parent)
     : QObject(parent)
-    , d(std::make_unique<Private>())
+    , d_ptr(new ExportJobPrivate)
 {
 }
 
 ExportJob::~ExportJob()
 {
     if (isActive())
-        d->run->abandon();
+        d_ptr->run->abandon();
 }
 
 bool ExportJob::start(const QStringList &files, const QString &destination)
@@ -49,12 +58,11 @@ bool ExportJob::start(const QStringList &files, const QString &destination)
     if (!run)
         return false;
 
-    d->run = std::move(run);
-    d->fileCount = files.size();
-    d->progress = {};
-    d->report = {};
-    d->state = State::Preparing;
-    d->progressTimer.start(kProgressIntervalMs, this);
+    d_ptr->run = std::move(run);
+    d_ptr->fileCount = files.size();
+    d_ptr->progress = {};
+    d_ptr->clear(State::Preparing);
+    d_ptr->progressTimer.start(kProgressIntervalMs, this);
     const QPointer<ExportJob> guard(this);
     Q_EMIT progressChanged();
     if (guard)
@@ -64,108 +72,109 @@ bool ExportJob::start(const QStringList &files, const QString &destination)
 
 void ExportJob::cancel()
 {
-    if (!isActive() || d->run->isCancelled())
+    if (!isActive() || d_ptr->run->isCancelled())
         return;
-    d->run->cancel();
+    d_ptr->run->cancel();
     Q_EMIT stateChanged();
 }
 
 void ExportJob::dismiss()
 {
-    if (d->state != State::Finished)
+    if (d_ptr->state != State::Finished)
         return;
-    d->report = {};
-    d->state = State::Idle;
+    d_ptr->clear(State::Idle);
     Q_EMIT stateChanged();
 }
 
 ExportJob::State ExportJob::state() const
 {
-    return d->state;
+    return d_ptr->state;
 }
 
 bool ExportJob::isActive() const
 {
-    return d->state != State::Idle && d->state != State::Finished;
+    return d_ptr->state != State::Idle && d_ptr->state != State::Finished;
 }
 
 bool ExportJob::isCancelling() const
 {
-    return isActive() && d->run->isCancelled();
+    return isActive() && d_ptr->run->isCancelled();
 }
 
 ExportJob::Outcome ExportJob::outcome() const
 {
-    return d->report.outcome;
+    return d_ptr->report.outcome;
 }
 
 bool ExportJob::safeToRemove() const
 {
-    return d->report.isSynced;
+    return d_ptr->report.isSynced;
 }
 
 int ExportJob::fileCount() const
 {
-    return d->fileCount;
+    return d_ptr->fileCount;
 }
 
 int ExportJob::filesDone() const
 {
-    return d->progress.filesDone;
+    return d_ptr->progress.filesDone;
 }
 
 QString ExportJob::currentFile() const
 {
-    return d->progress.currentFile;
+    return d_ptr->progress.currentFile;
 }
 
 qint64 ExportJob::bytesDone() const
 {
-    return d->progress.bytesDone;
+    return d_ptr->progress.bytesDone;
 }
 
 qint64 ExportJob::bytesTotal() const
 {
-    return d->progress.bytesTotal;
+    return d_ptr->progress.bytesTotal;
 }
 
 int ExportJob::copiedCount() const
 {
-    const QVector<FileResult> &files = d->report.files;
-    return static_cast<int>(std::count_if(files.cbegin(), files.cend(), [](const FileResult &file) {
-        return file.outcome == Outcome::Copied;
-    }));
+    const QVector<FileResult> &files = d_ptr->report.files;
+    return static_cast<int>(std::count_if(files.cbegin(), files.cend(),
+                                          [](const FileResult &file) { return file.outcome == Outcome::Copied; }));
 }
 
 qint64 ExportJob::bytesNeeded() const
 {
-    return d->report.bytesNeeded;
+    return d_ptr->report.bytesNeeded;
 }
 
 qint64 ExportJob::bytesFree() const
 {
-    return d->report.bytesFree;
+    return d_ptr->report.bytesFree;
 }
 
 QVector<ExportJob::FileResult> ExportJob::results() const
 {
-    return d->report.files;
+    return d_ptr->report.files;
 }
 
 QVariantList ExportJob::resultList() const
 {
     QVariantList list;
-    for (const FileResult &file : qAsConst(d->report.files))
-        list.append(QVariantMap{{QStringLiteral("name"), file.name},
-                                {QStringLiteral("savedAs"), file.savedAs},
-                                {QStringLiteral("outcome"), static_cast<int>(file.outcome)},
-                                {QStringLiteral("reason"), file.reason}});
+    for (const FileResult &file : qAsConst(d_ptr->report.files)) {
+        QVariantMap entry;
+        entry.insert(QStringLiteral("name"), file.name);
+        entry.insert(QStringLiteral("savedAs"), file.savedAs);
+        entry.insert(QStringLiteral("outcome"), static_cast<int>(file.outcome));
+        entry.insert(QStringLiteral("reason"), file.reason);
+        list.append(entry);
+    }
     return list;
 }
 
 void ExportJob::timerEvent(QTimerEvent *event)
 {
-    if (event->timerId() == d->progressTimer.timerId())
+    if (event->timerId() == d_ptr->progressTimer.timerId())
         takeProgress(true);
     else
         QObject::timerEvent(event);
@@ -179,14 +188,15 @@ void ExportJob::followRun()
 
 void ExportJob::takeProgress(bool isTold)
 {
-    d->progress = d->run->progress();
-    const bool isNew = d->state != d->progress.state;
-    const bool isFinished = d->progress.state == State::Finished;
-    d->state = d->progress.state;
+    d_ptr->progress = d_ptr->run->progress();
+    const bool isNew = d_ptr->state != d_ptr->progress.state;
+    const bool isFinished = d_ptr->progress.state == State::Finished;
+    d_ptr->state = d_ptr->progress.state;
     if (isFinished) {
-        d->progressTimer.stop();
-        d->report = d->run->report();
-        qInfo() << "Export finished:" << copiedCount() << "of" << d->fileCount << "files copied," << d->report.outcome;
+        d_ptr->progressTimer.stop();
+        d_ptr->report = d_ptr->run->report();
+        qInfo() << "Export finished:" << copiedCount() << "of" << d_ptr->fileCount << "files copied,"
+                << d_ptr->report.outcome;
     }
     const QPointer<ExportJob> guard(this);
     if (isTold || isFinished)

@@ -6,12 +6,12 @@
 #include <Brindlecast/brindlecast_export.h>
 
 #include <QObject>
+#include <QScopedPointer>
 #include <QStringList>
 #include <QVariantList>
 #include <QVector>
 
-#include <memory>
-
+class ExportJobPrivate;
 class ExportRun;
 
 /**
@@ -46,10 +46,11 @@ class ExportRun;
  * the job began. Copies can be read by whom the original can be read by, as far as the umask allows, and written by
  * their owner alone.
  *
- * Thread safety: reentrant. The object lives on one thread with an event loop, usually the user interface's; all signals
- * are sent there, and a slot may delete the object. Relative paths count from the process's working directory at
- * start(). The destructor ends a running job, removes its incomplete copy and syncs nothing. It waits for the block in
- * hand, and no longer than a second: a thread that the system holds up in a call to a dying stick ends by itself later.
+ * Thread safety: reentrant. The object lives on one thread with an event loop, usually the user interface's; all
+ * signals are sent there, and a slot may delete the object. Relative paths count from the process's working directory
+ * at start(). The destructor ends a running job, removes its incomplete copy and syncs nothing. It waits for the block
+ * in hand, and no longer than a second: a thread that the system holds up in a call to a dying stick ends by itself
+ * later.
  */
 class BRINDLECAST_EXPORT ExportJob : public QObject
 {
@@ -109,7 +110,8 @@ public:
 
     /**
      * Starts to copy `files` (paths) to the folder `destination`. Returns false, and does nothing, while a job is
-     * active, when `files` is empty, and when the system has no thread left. What goes wrong later is told by outcome().
+     * active, when `files` is empty, and when the system has no thread left. What goes wrong later is told by
+     * outcome().
      */
     bool start(const QStringList &files, const QString &destination);
 
@@ -163,10 +165,9 @@ protected:
 
 private:
     friend class ExportRun;
-    struct Private;
 
     void followRun();
     void takeProgress(bool isTold);
 
-    const std::unique_ptr<Private> d;
+    const QScopedPointer<ExportJobPrivate> d_ptr;
 };

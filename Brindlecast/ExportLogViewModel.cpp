@@ -122,7 +122,7 @@ ExportLogViewModel::ExportLogViewModel(QObject *parent)
     : QObject(parent)
     , m_currentFolder(logDirectory())
     , m_currentViewModel(new CommonListViewModel(nullptr))
-    , m_files(std::make_unique<ListedFiles>())
+    , m_files(new ListedFiles)
 {
     m_currentViewModel->setRoleNamesOfRow({fileNameKey(), selectedKey()});
     watch(m_currentFolder);

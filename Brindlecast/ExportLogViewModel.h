@@ -13,11 +13,10 @@
 #include <QHash>
 #include <QObject>
 #include <QPair>
+#include <QScopedPointer>
 #include <QString>
 #include <QStringList>
 #include <QtGlobal>
-
-#include <memory>
 
 class ListedFiles;
 
@@ -44,16 +43,16 @@ class ListedFiles;
  * **Rows changed by others.** A host may edit rows through fileListViewModel(), for example add a value of its own.
  * Marks set that way count like any other. A row is tied to its file by "file_name", so rows may be moved or removed. A
  * row whose name changes in place, while all else stays, keeps its file. A row of no listed file can be marked, counts
- * with size 0, and is left out by getSelectedLogs(). Such an edit is gone after the next listing. Each costs a pass over
- * all rows, besides the reset that every view follows (3,000 edits of 10,000 rows: 4 s): a host that changes many rows
- * puts them together with setListData(), and takes the list off its views before it marks many one by one.
+ * with size 0, and is left out by getSelectedLogs(). Such an edit is gone after the next listing. Each costs a pass
+ * over all rows, besides the reset that every view follows (3,000 edits of 10,000 rows: 4 s): a host that changes many
+ * rows puts them together with setListData(), and takes the list off its views before it marks many one by one.
  *
  * **Names that can't be shown.** Qt leaves out files whose names are not valid in the local encoding (UTF-8).
  *
  * **Watching.** Limits that follow from watching folders by their path:
  * - A folder that takes the place of the listed one is not noticed by itself: one deleted and made again, another after
- *   a renaming, a volume mounted there, a link that leads elsewhere now. setCurrentFolder() lists it and watches it from
- *   then on; the former rows stay until then.
+ *   a renaming, a volume mounted there, a link that leads elsewhere now. setCurrentFolder() lists it and watches it
+ * from then on; the former rows stay until then.
  * - "/x" and "/x/" share one watch, whose reports carry the text that was given first. After setCurrentFolder("/x")
  *   and setCurrentFolder("/x/") the reports say "/x", which does not begin with "/x/", and are ignored. Keep to one
  * form.
@@ -209,7 +208,7 @@ private:
     QString m_currentFolder;
     QDir::SortFlags m_sortType = QDir::Reversed;
     CommonListViewModelPointer m_currentViewModel;
-    const std::unique_ptr<ListedFiles> m_files;
+    const QScopedPointer<ListedFiles> m_files;
     QFileSystemWatcher m_fileSystemWatcher;
     QHash<QString, FolderIdentity> m_watchedFolders;
     bool m_isSelectAll = false;

@@ -13,13 +13,13 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QMutexLocker>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <system_error>
-#include <thread>
+#include <memory>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -105,8 +105,9 @@ mode_t permissionsFor(const struct stat &source)
 QByteArray encodedPath(const QString &path)
 {
     // The system would take the text before a NUL for the whole.
-    return path.isEmpty() || path.contains(QChar(QChar::Null)) ? QByteArray()
-                                                               : QFile::encodeName(QDir::current().absoluteFilePath(path));
+    return path.isEmpty() || path.contains(QChar(QChar::Null))
+        ? QByteArray()
+        : QFile::encodeName(QDir::current().absoluteFilePath(path));
 }
 
 // File systems differ in what they tell of a name that they don't take. The folder has just taken that of the part.
@@ -123,15 +124,24 @@ bool hasCopies(const QVector<ExportJob::FileResult> &files)
 
 } // namespace
 
-std::shared_ptr<ExportRun> ExportRun::start(const QStringList &files, const QString &destination, ExportJob *job)
+QSharedPointer<ExportRun> ExportRun::start(const QStringList &files, const QString &destination, ExportJob *job)
 {
-    const auto run = std::make_shared<ExportRun>(files, destination, job);
-    try {
-        std::thread([run] { run->work(); }).detach();
-    } catch (const std::system_error &error) {
-        qWarning() << "No thread for the export:" << error.what();
+    auto run = QSharedPointer<ExportRun>::create(files, destination, job);
+    auto forThread = std::make_unique<QSharedPointer<ExportRun>>(run);
+    const auto work = [](void *argument) -> void * {
+        const std::unique_ptr<QSharedPointer<ExportRun>> shared(static_cast<QSharedPointer<ExportRun> *>(argument));
+        (*shared)->work();
+        return nullptr;
+    };
+    // QThread can't be left alone: its object may not go before the thread.
+    pthread_t thread = {};
+    const int error = ::pthread_create(&thread, nullptr, work, forThread.get());
+    if (error != 0) {
+        qWarning() << "No thread for the export:" << qt_error_string(error);
         return {};
     }
+    static_cast<void>(forThread.release()); // The thread deletes it.
+    ::pthread_detach(thread);
     return run;
 }
 
@@ -139,20 +149,14 @@ ExportRun::ExportRun(const QStringList &files, const QString &destination, Expor
     : m_destination(encodedPath(destination))
     , m_job(job)
 {
-    m_sources.reserve(static_cast<std::size_t>(files.size()));
     for (const QString &file : files)
-        m_sources.push_back({encodedPath(file), QFileInfo(file).fileName()});
+        m_sources.append({encodedPath(file), QFileInfo(file).fileName(), -1});
 }
 
 ExportRun::Progress ExportRun::progress() const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     return m_progress;
-}
-
-ExportRun::Report ExportRun::report() const
-{
-    return progress().state == State::Finished ? m_report : Report();
 }
 
 void ExportRun::cancel()
@@ -162,11 +166,12 @@ void ExportRun::cancel()
 
 void ExportRun::abandon()
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     m_job = nullptr;
     m_isAbandoned.store(true);
     m_isCancelled.store(true);
-    m_finished.wait_for(lock, kPatienceOfDestructor, [this] { return m_progress.state == State::Finished; });
+    const QDeadlineTimer patience(kPatienceOfDestructor);
+    while (m_progress.state != State::Finished && m_finished.wait(&m_mutex, patience)) { }
 }
 
 void ExportRun::work()
@@ -205,7 +210,7 @@ void ExportRun::copyAll()
         return;
 
     enter(State::Copying);
-    for (const Source &source : m_sources) {
+    for (const Source &source : qAsConst(m_sources)) {
         if (isCancelled())
             giveUp(Outcome::Cancelled);
         else if (!folder.isHere())
@@ -213,7 +218,7 @@ void ExportRun::copyAll()
         if (m_isGivenUp)
             break;
         {
-            const std::lock_guard<std::mutex> lock(m_mutex);
+            const QMutexLocker lock(&m_mutex);
             m_progress.currentFile = source.name;
         }
         copyFile(source, folder);
@@ -246,7 +251,7 @@ bool ExportRun::prepare(const ExportFolder &folder)
         m_report.bytesNeeded += folder.sizeOnDisk(source.size);
     }
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const QMutexLocker lock(&m_mutex);
         m_progress.bytesTotal = total;
     }
     m_report.bytesFree = folder.bytesFree();
@@ -348,7 +353,7 @@ void ExportRun::finishFile(const Source &source, Outcome outcome, const QString 
         m_report.outcome = outcome;
     m_report.files.append({source.name, savedAs, outcome, reason});
     m_bytesBefore += qMax(source.size, qint64{0});
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     m_progress.bytesDone = m_bytesBefore;
     m_progress.filesDone = m_report.files.size();
 }
@@ -358,7 +363,7 @@ void ExportRun::giveUp(Outcome outcome)
 {
     m_isGivenUp = true;
     m_report.outcome = outcome;
-    for (auto i = static_cast<std::size_t>(m_report.files.size()); i < m_sources.size(); ++i)
+    for (int i = m_report.files.size(); i < m_sources.size(); ++i)
         m_report.files.append({m_sources.at(i).name, QString(), outcome, reasonFor(outcome)});
 }
 
@@ -377,18 +382,18 @@ void ExportRun::sync(const ExportFolder &folder)
 
 void ExportRun::enter(State state)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     m_progress.state = state;
     if (state == State::Syncing || state == State::Finished)
         m_progress.currentFile.clear();
     if (m_job)
         QMetaObject::invokeMethod(m_job, &ExportJob::followRun, Qt::QueuedConnection);
     if (state == State::Finished)
-        m_finished.notify_all();
+        m_finished.wakeAll();
 }
 
 void ExportRun::showBytes(qint64 bytesDone)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     m_progress.bytesDone = bytesDone;
 }

@@ -6,15 +6,14 @@
 #include "ExportJob.h"
 
 #include <QByteArray>
+#include <QMutex>
+#include <QSharedPointer>
 #include <QString>
 #include <QStringList>
 #include <QVector>
+#include <QWaitCondition>
 
 #include <atomic>
-#include <condition_variable>
-#include <memory>
-#include <mutex>
-#include <vector>
 
 #include <sys/stat.h>
 
@@ -51,18 +50,18 @@ public:
     };
 
     /**
-     * Starts to copy `files` to the folder `destination`. ExportJob::followRun() of `job` is called through its thread's
-     * event loop at every change of state. Null when there is no thread to be had.
+     * Starts to copy `files` to the folder `destination`. ExportJob::followRun() of `job` is called through its
+     * thread's event loop at every change of state. Null when there is no thread to be had.
      */
-    static std::shared_ptr<ExportRun> start(const QStringList &files, const QString &destination, ExportJob *job);
+    static QSharedPointer<ExportRun> start(const QStringList &files, const QString &destination, ExportJob *job);
 
     /** Use start(). */
     ExportRun(const QStringList &files, const QString &destination, ExportJob *job);
     Q_DISABLE_COPY(ExportRun)
 
     Progress progress() const;
-    /** Complete once the state is State::Finished. */
-    Report report() const;
+    /** To be read once the state is State::Finished. */
+    const Report &report() const { return m_report; }
 
     /** Ends the copying at the next block, and syncs what was copied before. */
     void cancel();
@@ -94,7 +93,7 @@ private:
     void enter(State state);
     void showBytes(qint64 bytesDone);
 
-    std::vector<Source> m_sources;
+    QVector<Source> m_sources;
     const QByteArray m_destination;
     std::atomic_bool m_isCancelled{false};
     std::atomic_bool m_isAbandoned{false};
@@ -103,8 +102,8 @@ private:
     bool m_isGivenUp = false;
     qint64 m_bytesBefore = 0; // of the files before the one in hand
 
-    mutable std::mutex m_mutex;
-    std::condition_variable m_finished;
+    mutable QMutex m_mutex;
+    QWaitCondition m_finished;
     // protected by m_mutex:
     ExportJob *m_job;
     Progress m_progress;

@@ -14,8 +14,8 @@
 namespace {
 
 // A slow stick takes half a second for it.
-constexpr qint64 kBlock = 512 * 1024;
-constexpr std::size_t kBuffer = 128 * 1024;
+constexpr qint64 kBlock = qint64{512} * 1024;
+constexpr std::size_t kBuffer = std::size_t{128} * 1024;
 
 template <typename Call> ssize_t untilNotInterrupted(Call call)
 {

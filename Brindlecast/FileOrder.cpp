@@ -29,8 +29,13 @@ qint64 modificationMilliseconds(const QFileInfo &info)
     return qint64{status.st_mtim.tv_sec} * 1000 + status.st_mtim.tv_nsec / 1000000;
 }
 
+qint64 noTime(const QFileInfo &)
+{
+    return 0;
+}
+
 // By name alone for files that all have the same time.
-template <typename Time> QFileInfoList sorted(const QFileInfoList &entries, QDir::SortFlags flags, Time timeOf)
+QFileInfoList sorted(const QFileInfoList &entries, QDir::SortFlags flags, qint64 (*timeOf)(const QFileInfo &info))
 {
     QVector<SortKey> keys;
     keys.reserve(entries.size());
@@ -96,6 +101,6 @@ QFileInfoList filesInOrder(QDir folder, const QStringList &suffixes, QDir::SortF
     if (isByTime)
         sortByTime(entries, flags);
     if (isByName)
-        entries = sorted(entries, flags, [](const QFileInfo &) { return qint64{0}; });
+        entries = sorted(entries, flags, noTime);
     return entries;
 }

@@ -41,7 +41,8 @@ QByteArray numberedName(const QByteArray &name, int number)
         base = name;
         end.clear();
     }
-    const auto isInsideCharacter = [&base](int at) { return (static_cast<unsigned char>(base.at(at)) & 0xc0U) == 0x80U; };
+    const auto isInsideCharacter
+        = [&base](int at) { return (static_cast<unsigned char>(base.at(at)) & 0xc0U) == 0x80U; };
     int kept = qMin(base.size(), NAME_MAX - mark.size() - end.size());
     while (kept > 0 && kept < base.size() && isInsideCharacter(kept))
         --kept;

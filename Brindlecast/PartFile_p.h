@@ -14,9 +14,10 @@
 #include <sys/types.h>
 
 /**
- * A copy that is not complete yet, under a name of its own in the folder: "brindlecast-", sixteen hexadecimal digits and
- * ".part". Eight of the digits are chosen at random and the others follow from them, so that nobody else's file is taken
- * for a part that was left behind. The file is locked for as long as its object lives.
+ * A copy that is not complete yet, under a name of its own in the folder: "brindlecast-", sixteen hexadecimal digits
+ * and
+ * ".part". Eight of the digits are chosen at random and the others follow from them, so that nobody else's file is
+ * taken for a part that was left behind. The file is locked for as long as its object lives.
  *
  * Errors are told as errno, 0 for none.
  */
@@ -40,8 +41,8 @@ public:
 
     /**
      * Gives the file its final name: `name`, or the first of name-2, name-3 and so on that nothing else has, a dangling
-     * link included. Replaces nothing. ECANCELED when `goOn` stopped the search; ESTALE when somebody took the file away
-     * or put another in its place.
+     * link included. Replaces nothing. ECANCELED when `goOn` stopped the search; ESTALE when somebody took the file
+     * away or put another in its place.
      */
     int publish(const QByteArray &name, const std::function<bool()> &goOn);
 

@@ -31,7 +31,8 @@
 
 namespace {
 
-/** What happens to the job's system calls: 'c'opy, 'w'rite, 'b'ack, 'f'ile and 'd'irectory sync, 'r'ename, 'l'ink, 's'ync. */
+/** What happens to the job's system calls: 'c'opy, 'w'rite, 'b'ack, 'f'ile and 'd'irectory sync, 'r'ename, 'l'ink,
+ * 's'ync. */
 struct Calls
 {
     std::mutex mutex;
@@ -256,8 +257,9 @@ private Q_SLOTS:
         const QString longName = QString(251, QLatin1Char('n')) + ".log"_q;
         const QString wideName = QString(83, QChar(u'日')) + "ab.log"_q; // 255 bytes
         const std::map<QString, QByteArray> logs
-            = {{"empty.log"_q, ""}, {"a b'$.log"_q, "x"}, {"big.log"_q, someBytes(3 * 1024 * 1024 + 17)},
-               {".log"_q, "hidden"}, {"plain"_q, "p"}, {longName, "l"}, {wideName, "w"}};
+            = {{"empty.log"_q, ""},  {"a b'$.log"_q, "x"}, {"big.log"_q, someBytes(3 * 1024 * 1024 + 17)},
+               {".log"_q, "hidden"}, {"plain"_q, "p"},     {longName, "l"},
+               {wideName, "w"}};
         QStringList paths;
         for (const auto &[name, bytes] : logs) {
             QVERIFY(write(log(name), bytes) && write(copy(name), "taken"));
@@ -269,15 +271,23 @@ private Q_SLOTS:
         QVERIFY(!job.start({}, m_stick) && job.start(paths + QStringList(log("link.log"_q)), m_stick));
         QVERIFY(!job.start(paths, m_stick) && isFinished(job));
 
-        const QStringList names = {"-2.log"_q, "a b'$-2.log"_q, "big-2.log"_q, "empty-2.log"_q, QString(249, QLatin1Char('n')) + "-2.log"_q,
-                                   "plain-2"_q, QString(83, QChar(u'日')) + "-2.log"_q, "link.log"_q};
+        const QStringList names = {"-2.log"_q,
+                                   "a b'$-2.log"_q,
+                                   "big-2.log"_q,
+                                   "empty-2.log"_q,
+                                   QString(249, QLatin1Char('n')) + "-2.log"_q,
+                                   "plain-2"_q,
+                                   QString(83, QChar(u'日')) + "-2.log"_q,
+                                   "link.log"_q};
         QStringList savedAs;
         const QVector<ExportJob::FileResult> results = job.results();
         for (const ExportJob::FileResult &file : results)
             savedAs.append(file.savedAs);
         QCOMPARE(savedAs, names);
-        QVERIFY(job.safeToRemove() && job.outcome() == ExportJob::Outcome::Copied && job.copiedCount() == paths.size() + 1);
-        QCOMPARE(QDir(m_stick).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).size(), 2 * int(logs.size()) + 1);
+        QVERIFY(job.safeToRemove() && job.outcome() == ExportJob::Outcome::Copied
+                && job.copiedCount() == paths.size() + 1);
+        QCOMPARE(QDir(m_stick).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).size(),
+                 2 * int(logs.size()) + 1);
         for (int i = 0; i < paths.size(); ++i) {
             QCOMPARE(fileContents(copy(names[i])), logs.at(QFileInfo(paths[i]).fileName()));
             QCOMPARE(fileContents(copy(QFileInfo(paths[i]).fileName())), QByteArray("taken"));
@@ -308,9 +318,8 @@ private Q_SLOTS:
         QTest::addRow("link to a folder") << Occupy([=](const QString &at) { return link("logs"_q)(at); });
         QTest::addRow("link to a device") << Occupy([](const QString &at) { return QFile::link("/dev/full"_q, at); });
         QTest::addRow("folder") << Occupy([](const QString &at) { return QDir().mkdir(at); });
-        QTest::addRow("pipe") << Occupy([](const QString &at) {
-            return ::mkfifo(QFile::encodeName(at).constData(), 0666) == 0;
-        });
+        QTest::addRow("pipe") << Occupy(
+            [](const QString &at) { return ::mkfifo(QFile::encodeName(at).constData(), 0666) == 0; });
         QTest::addRow("file") << Occupy([](const QString &at) { return write(at, "the user's"); });
         QTest::addRow("read-only file") << Occupy([](const QString &at) {
             return write(at, "the user's") && ::chmod(QFile::encodeName(at).constData(), 0400) == 0;
@@ -350,7 +359,8 @@ private Q_SLOTS:
     {
         const int seconds = qEnvironmentVariableIntValue("BRINDLECAST_SWAPPER_SECONDS");
         const QByteArray bytes = someBytes(200000);
-        QVERIFY(write(log("a.log"_q), bytes) && write(log("b.log"_q), "small") && write(m_folder->filePath("victim"_q), "untouched"));
+        QVERIFY(write(log("a.log"_q), bytes) && write(log("b.log"_q), "small")
+                && write(m_folder->filePath("victim"_q), "untouched"));
         std::atomic_bool isOver{false};
         std::atomic_int torn{0};
         std::thread swapper([&] {
@@ -372,7 +382,7 @@ private Q_SLOTS:
                     torn += isWhole ? 0 : 1;
                     switch (turn % 3) {
                     case 0:
-                        (void)!::symlink(victim.constData(), at.constData());
+                        (void) !::symlink(victim.constData(), at.constData());
                         break;
                     case 1:
                         ::mkfifo(at.constData(), 0666);
@@ -437,14 +447,18 @@ private Q_SLOTS:
 
     void refusesWhatIsNoLog()
     {
-        QVERIFY(QDir().mkdir(log("folder.log"_q)) && ::mkfifo(QFile::encodeName(log("pipe.log"_q)).constData(), 0666) == 0);
+        QVERIFY(QDir().mkdir(log("folder.log"_q))
+                && ::mkfifo(QFile::encodeName(log("pipe.log"_q)).constData(), 0666) == 0);
         QVERIFY(QFile::link("/dev/zero"_q, log("device.log"_q)) && QFile::link(log("none"_q), log("dangling.log"_q)));
         QVERIFY(write(log("a.log"_q), "log") && write(log("cut"_q), "another"));
         QString nul = log("cut"_q);
         nul.append(QChar(QChar::Null));
-        QCOMPARE(exported({"folder.log"_q, "pipe.log"_q, "device.log"_q, "dangling.log"_q, "none.log"_q, "a.log/b"_q, nul, "a.log"_q}),
-                 "folder.log:NotAFile pipe.log:NotAFile device.log:NotAFile dangling.log:SourceGone none.log:SourceGone "
-                 "b:SourceGone cut"_q + QChar(QChar::Null) + ":SourceGone a.log>a.log | SourceGone, safe"_q);
+        QCOMPARE(
+            exported({"folder.log"_q, "pipe.log"_q, "device.log"_q, "dangling.log"_q, "none.log"_q, "a.log/b"_q, nul,
+                      "a.log"_q}),
+            "folder.log:NotAFile pipe.log:NotAFile device.log:NotAFile dangling.log:SourceGone none.log:SourceGone "
+            "b:SourceGone cut"_q
+                + QChar(QChar::Null) + ":SourceGone a.log>a.log | SourceGone, safe"_q);
         QCOMPARE(QDir(m_stick).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList("a.log"_q));
     }
 
@@ -476,7 +490,8 @@ private Q_SLOTS:
         QFETCH(int, umaskBits);
         QFETCH(int, mode);
         const mode_t formerUmask = ::umask(0);
-        const auto formerHandler = std::signal(SIGCHLD, umaskBits == 0 ? SIG_IGN : [](int) {});
+        const auto formerHandler = std::signal(
+            SIGCHLD, umaskBits == 0 ? SIG_IGN : [](int) {});
         const QByteArray path = qgetenv("PATH");
         sigset_t all;
         sigset_t formerSignals;
@@ -500,7 +515,8 @@ private Q_SLOTS:
         QCOMPARE(::setrlimit(RLIMIT_FSIZE, &limit), 0);
         QCOMPARE(exported({"a.log"_q, "b.log"_q}), "a.log>a.log b.log:FileTooLarge | FileTooLarge, safe"_q);
         struct stat status = {};
-        QVERIFY(::stat(QFile::encodeName(copy("a.log"_q)).constData(), &status) == 0 && int(status.st_mode & 07777) == mode);
+        QVERIFY(::stat(QFile::encodeName(copy("a.log"_q)).constData(), &status) == 0
+                && int(status.st_mode & 07777) == mode);
     }
 
     void tellsWhatFailed_data()
@@ -518,7 +534,8 @@ private Q_SLOTS:
         row("disk not synced", "s", EIO, "a.log>a.log b.log>b.log | NotSynced");
         row("full", "cw", ENOSPC, "a.log:DestinationFull b.log:DestinationFull | DestinationFull, safe");
         row("full when synced", "f", ENOSPC, "a.log:DestinationFull b.log:DestinationFull | DestinationFull, safe");
-        row("protected", "cw", EROFS, "a.log:DestinationReadOnly b.log:DestinationReadOnly | DestinationReadOnly, safe");
+        row("protected", "cw", EROFS,
+            "a.log:DestinationReadOnly b.log:DestinationReadOnly | DestinationReadOnly, safe");
         row("file too large", "cw", EFBIG, "a.log:FileTooLarge b.log:FileTooLarge | FileTooLarge, safe");
         row("no such name", "r", ENAMETOOLONG, "a.log:CopyFailed b.log:CopyFailed | CopyFailed, safe");
     }
@@ -551,17 +568,23 @@ private Q_SLOTS:
         };
         const Change pull = [](const QByteArray &stick) { ::umount2(stick.constData(), MNT_DETACH); };
         const Change none = [](const QByteArray &) {};
-        const auto row = [](const char *name, const char *options, const char *when, const Change &change, const char *expected) {
-            QTest::addRow("%s", name) << QByteArray(options) << QString::fromLatin1(when) << change << QString::fromLatin1(expected);
-        };
+        const auto row
+            = [](const char *name, const char *options, const char *when, const Change &change, const char *expected) {
+                  QTest::addRow("%s", name)
+                      << QByteArray(options) << QString::fromLatin1(when) << change << QString::fromLatin1(expected);
+              };
         const char *const full = "a.log:DestinationFull b.log:DestinationFull | DestinationFull";
         row("fits to the block", "size=300k", "", none, "a.log>a.log b.log>b.log | Copied, safe");
         row("a block too small", "size=296k", "", none, full);
-        row("no files left", "size=400k,nr_inodes=1", "", none, "a.log:DestinationFull b.log:DestinationFull | DestinationFull, safe");
-        row("filled meanwhile", "size=400k", "c", fill, "a.log:DestinationFull b.log:DestinationFull | DestinationFull, safe");
-        row("protected before", "size=400k", "0", protect, "a.log:DestinationReadOnly b.log:DestinationReadOnly | DestinationReadOnly");
+        row("no files left", "size=400k,nr_inodes=1", "", none,
+            "a.log:DestinationFull b.log:DestinationFull | DestinationFull, safe");
+        row("filled meanwhile", "size=400k", "c", fill,
+            "a.log:DestinationFull b.log:DestinationFull | DestinationFull, safe");
+        row("protected before", "size=400k", "0", protect,
+            "a.log:DestinationReadOnly b.log:DestinationReadOnly | DestinationReadOnly");
         row("protected at the end", "size=400k", "d", protect, "a.log>a.log b.log>b.log | NotSynced");
-        row("pulled while copying", "size=400k", "c", pull, "a.log:DestinationGone b.log:DestinationGone | DestinationGone");
+        row("pulled while copying", "size=400k", "c", pull,
+            "a.log:DestinationGone b.log:DestinationGone | DestinationGone");
         row("pulled while syncing", "size=400k", "s", pull, "a.log>a.log b.log>b.log | DestinationGone");
     }
     void meetsTheLimitsOfTheMedium()

@@ -214,7 +214,9 @@ private Q_SLOTS:
                  rows.moveUpItemDataAt(1);
              }},
             {"b.log"_q, // of what takes the place of several rows, nothing is taken for a new name of one
-             [](List &rows) { rows.setListData({row("x"_q, true), row("b.log"_q, true), row("y"_q, true)}); }},
+             [](List &rows) {
+                 rows.setListData({row("x"_q, true), row("b.log"_q, true), row("y"_q, true)});
+             }},
             {"c.log b.log"_q, [](List &rows) { rows.setRoleNamesOfRow({}); }},
             {"c.log b.log"_q, [](List &rows) { rows.insertItemDataAt(0, row("x"_q, false)); }},
             {"c.log"_q, [](List &rows) { rows.removeItemDataAt(1), rows.addItemData(row("x"_q, false)); }},
