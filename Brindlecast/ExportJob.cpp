@@ -15,7 +15,8 @@
 
 namespace {
 
-constexpr int kProgressIntervalMs = 100;
+// With the signals at start and end no more than ten in any second.
+constexpr int kProgressIntervalMs = 125;
 
 } // namespace
 
@@ -180,7 +181,7 @@ void ExportJob::timerEvent(QTimerEvent *event)
         QObject::timerEvent(event);
 }
 
-void ExportJob::followRun()
+void ExportJob::onRunChanged()
 {
     if (isActive())
         takeProgress(false);

@@ -12,7 +12,6 @@
 #include <QVector>
 
 class ExportJobPrivate;
-class ExportRun;
 
 /**
  * Copies a list of files to a folder, typically a memory stick, and tells when the stick may be removed.
@@ -163,10 +162,10 @@ protected:
     /** Takes the progress over from the job's thread. */
     void timerEvent(QTimerEvent *event) override;
 
-private:
-    friend class ExportRun;
+private Q_SLOTS:
+    void onRunChanged();
 
-    void followRun();
+private:
     void takeProgress(bool isTold);
 
     const QScopedPointer<ExportJobPrivate> d_ptr;

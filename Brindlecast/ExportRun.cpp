@@ -177,10 +177,12 @@ void ExportRun::abandon()
 void ExportRun::work()
 {
     ::pthread_setname_np(::pthread_self(), "exportThread");
-    // The host's signal handlers are not run here, and a file larger than the process may write is an error like any
-    // other and not the end of the process.
+    // The host's signal handlers are not run here, but for those that report a crash, and a file larger than the
+    // process may write is an error like any other and not the end of the process.
     sigset_t signals;
     ::sigfillset(&signals);
+    for (const int crash : {SIGSEGV, SIGBUS, SIGFPE, SIGILL})
+        ::sigdelset(&signals, crash);
     ::pthread_sigmask(SIG_SETMASK, &signals, nullptr);
 
     copyAll();
@@ -387,7 +389,7 @@ void ExportRun::enter(State state)
     if (state == State::Syncing || state == State::Finished)
         m_progress.currentFile.clear();
     if (m_job)
-        QMetaObject::invokeMethod(m_job, &ExportJob::followRun, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(m_job, "onRunChanged", Qt::QueuedConnection);
     if (state == State::Finished)
         m_finished.wakeAll();
 }

@@ -50,7 +50,7 @@ public:
     };
 
     /**
-     * Starts to copy `files` to the folder `destination`. ExportJob::followRun() of `job` is called through its
+     * Starts to copy `files` to the folder `destination`. The slot onRunChanged() of `job` is called through its
      * thread's event loop at every change of state. Null when there is no thread to be had.
      */
     static QSharedPointer<ExportRun> start(const QStringList &files, const QString &destination, ExportJob *job);
