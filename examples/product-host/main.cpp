@@ -4,13 +4,13 @@
 // What a product calls, and when; docs/in-your-product.md explains it. Run with the log directory and the folder of a
 // stick: logs a line, brings it to storage and exports the logs.
 
-#include <Brindlecast/DiskSpaceChecker.h>
-#include <Brindlecast/DocumentUtils.h>
+#include <Brindlecast/ExportJob.h>
 #include <Brindlecast/ExportLogViewModel.h>
 #include <Brindlecast/QtDebugLogger.h>
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QEventLoop>
 #include <QFile>
 
 #include <fcntl.h>
@@ -46,16 +46,17 @@ bool exportLogs(const QString &logDirectory, const QString &stick)
     logs.setCurrentFolder(logDirectory);
     logs.setAllSelected();
     QStringList paths;
-    const qint64 needed = logs.getSelectedLogs(paths);
-    if (DiskSpaceChecker(nullptr).getFreeDisk(stick) < needed)
-        return false;
+    logs.getSelectedLogs(paths);
 
-    QtDebugLogger::getInstance()->flush(2000);
-    for (const QString &path : qAsConst(paths)) {
-        if (DocumentUtils(nullptr).copyFileOrDir(path, stick + QLatin1Char('/'), QString()) != 1)
-            return false;
-    }
-    return syncFileSystem(stick); // Before that the stick must not be pulled.
+    ExportJob job;
+    QEventLoop untilItHasEnded; // A host with a screen runs its own loop and shows what the job tells.
+    QObject::connect(&job, &ExportJob::stateChanged, &untilItHasEnded, [&job, &untilItHasEnded] {
+        if (!job.isActive())
+            untilItHasEnded.quit();
+    });
+    if (job.start(paths, stick))
+        untilItHasEnded.exec();
+    return job.outcome() == ExportJob::Outcome::Copied && job.safeToRemove();
 }
 
 void beginNewLogFiles()
