@@ -126,6 +126,7 @@ bool hasCopies(const QVector<ExportJob::FileResult> &files)
 
 QSharedPointer<ExportRun> ExportRun::start(const QStringList &files, const QString &destination, ExportJob *job)
 {
+    QtDebugLogger::getInstance(); // It would belong to the thread, if that were the first to ask for it.
     auto run = QSharedPointer<ExportRun>::create(files, destination, job);
     auto forThread = std::make_unique<QSharedPointer<ExportRun>>(run);
     const auto work = [](void *argument) -> void * {
@@ -332,21 +333,23 @@ void ExportRun::copyFile(const Source &source, const ExportFolder &folder)
         error = copy.error;
         break;
     }
-    if (error != 0 || !folder.isHere())
-        failForDestination(source, folder, error);
+    if (!folder.isHere())
+        giveUp(Outcome::DestinationGone);
+    else if (error != 0)
+        failForDestination(source, error);
     else
         finishFile(source, Outcome::Copied, QString(), QFile::decodeName(part.publishedName()));
 }
 
-void ExportRun::failForDestination(const Source &source, const ExportFolder &folder, int error)
+void ExportRun::failForDestination(const Source &source, int error)
 {
-    const Outcome outcome = folder.isHere() ? outcomeForDestination(error) : Outcome::DestinationGone;
-    if (outcome == Outcome::CopyFailed || outcome == Outcome::FileTooLarge) {
-        const QString reason = reasonFor(outcome);
-        finishFile(source, outcome, reason.isEmpty() ? reasonForDestination(error) : reason);
-    } else {
+    const Outcome outcome = outcomeForDestination(error);
+    if (outcome == Outcome::CopyFailed)
+        finishFile(source, outcome, reasonForDestination(error));
+    else if (outcome == Outcome::FileTooLarge)
+        finishFile(source, outcome, reasonFor(outcome));
+    else
         giveUp(outcome);
-    }
 }
 
 void ExportRun::finishFile(const Source &source, Outcome outcome, const QString &reason, const QString &savedAs)

@@ -86,7 +86,7 @@ private:
     int openSource(const Source &source, struct stat &status);
     void finishFile(const Source &source, Outcome outcome, const QString &reason, const QString &savedAs = {});
     /** Fails the file in hand for an `error` of the destination. */
-    void failForDestination(const Source &source, const ExportFolder &folder, int error);
+    void failForDestination(const Source &source, int error);
     void giveUp(Outcome outcome);
     void sync(const ExportFolder &folder);
 
