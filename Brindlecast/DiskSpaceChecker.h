@@ -40,7 +40,8 @@ public:
      *
      * Hidden files and the content of hidden folders are left out. A link to a file counts with the size of that file;
      * links to folders are not followed, so a loop of links ends. What can't be read, vanishes meanwhile or has a name
-     * that is not valid in the local encoding adds nothing. For anything but a folder, returns the size of `path` itself, 0 when it does not exist.
+     * that is not valid in the local encoding adds nothing. For anything but a folder, returns the size of `path`
+     * itself, 0 when it does not exist.
      *
      * Walks the whole tree before it returns: call it for a large tree, or for one on a slow medium, on a thread that
      * may wait.

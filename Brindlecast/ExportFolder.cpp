@@ -77,6 +77,7 @@ void ExportFolder::removeLeftovers(const std::function<bool()> &goOn) const
         return;
     }
     while (goOn()) {
+        // cppcheck-suppress readdirCalled ; no other thread uses this stream
         const dirent *const entry = ::readdir(entries);
         if (entry == nullptr)
             break;

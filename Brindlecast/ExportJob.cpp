@@ -66,7 +66,7 @@ bool ExportJob::start(const QStringList &files, const QString &destination)
     d_ptr->progressTimer.start(kProgressIntervalMs, this);
     const QPointer<ExportJob> guard(this);
     Q_EMIT progressChanged();
-    if (guard)
+    if (!guard.isNull())
         Q_EMIT stateChanged();
     return true;
 }
@@ -202,6 +202,6 @@ void ExportJob::takeProgress(bool isTold)
     const QPointer<ExportJob> guard(this);
     if (isTold || isFinished)
         Q_EMIT progressChanged();
-    if (isNew && guard)
+    if (isNew && !guard.isNull())
         Q_EMIT stateChanged();
 }

@@ -129,14 +129,14 @@ QSharedPointer<ExportRun> ExportRun::start(const QStringList &files, const QStri
     QtDebugLogger::getInstance(); // It would belong to the thread, if that were the first to ask for it.
     auto run = QSharedPointer<ExportRun>::create(files, destination, job);
     auto forThread = std::make_unique<QSharedPointer<ExportRun>>(run);
-    const auto work = [](void *argument) -> void * {
+    const auto begin = [](void *argument) -> void * {
         const std::unique_ptr<QSharedPointer<ExportRun>> shared(static_cast<QSharedPointer<ExportRun> *>(argument));
         (*shared)->work();
         return nullptr;
     };
     // QThread can't be left alone: its object may not go before the thread.
     pthread_t thread = {};
-    const int error = ::pthread_create(&thread, nullptr, work, forThread.get());
+    const int error = ::pthread_create(&thread, nullptr, begin, forThread.get());
     if (error != 0) {
         qWarning() << "No thread for the export:" << qt_error_string(error);
         return {};
@@ -301,7 +301,7 @@ void ExportRun::copyFile(const Source &source, const ExportFolder &folder)
 
     const qint64 size = source.size < 0 ? status.st_size : source.size;
     PartFile part(folder, permissionsFor(status));
-    int error = part.error();
+    int error = part.creationError();
     FileCopy copy;
     if (error == 0) {
         copy = FileCopy::run(file, part.descriptor(), size, [this](qint64 done) {

@@ -33,7 +33,7 @@ public:
     Q_DISABLE_COPY(PartFile)
 
     /** Why it could not be made. */
-    int error() const { return m_error; }
+    int creationError() const { return m_error; }
     int descriptor() const { return m_descriptor; }
 
     /** Brings the content to the medium. */
