@@ -37,6 +37,6 @@ private:
 
     bool isKnown(const QString &name) const;
 
-    QVector<Shown> m_rows;
-    QVector<Shown> m_withoutRow;
+    QVector<Shown> m_shown; // by row, then the files that have no row now
+    int m_rowCount = 0;
 };
