@@ -3,7 +3,7 @@
 
 #include "ExportJob.h"
 
-#include "ExportRun_p.h"
+#include "export/ExportRun_p.h"
 
 #include <QBasicTimer>
 #include <QDebug>

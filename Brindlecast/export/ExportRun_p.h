@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "ExportJob.h"
+#include <Brindlecast/ExportJob.h>
 
 #include <QByteArray>
 #include <QMutex>
