@@ -13,6 +13,7 @@
 #include <QDate>
 #include <QDir>
 #include <QFile>
+#include <QScopeGuard>
 #include <QScopedValueRollback>
 
 #include <algorithm>
@@ -138,6 +139,8 @@ void LogWriterWorker::settleCutRun(LogQueue &queue)
 // Writes what waits in one piece of the queue. Between two writes it asks whether the thread is to end.
 void LogWriterWorker::writeWaiting(LogQueue &queue)
 {
+    if (!queue.isServing())
+        return;
     m_sizedFile = nullptr; // Another process may have appended to the files.
     QueuedEntries waiting = queue.front();
     while (waiting.count() > 0) {
@@ -149,11 +152,12 @@ void LogWriterWorker::writeWaiting(LogQueue &queue)
         const bool goesOn = queue.settle(entries, !isMoreToDo, m_isNewestLineWritten);
         if (isMoreToDo) {
             const QScopedValueRollback<int> unhandled(m_unhandledEntries, m_unhandledEntries + entries);
+            // A thread that is cut off here comes this way too.
+            const auto handled = qScopeGuard([&queue, entries] { queue.addHandled(entries); });
             if (isRequest)
                 queue.takeSettledRequest().clear();
             finishUp();
             LogWriterThread::endIfForked();
-            queue.addHandled(entries);
             return;
         }
         if (!goesOn)

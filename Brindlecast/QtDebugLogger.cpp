@@ -129,6 +129,8 @@ void QtDebugLogger::clearData()
         return;
     {
         const std::lock_guard<std::mutex> lock(m_enabling);
+        if (queue().phase() == LogQueue::Phase::Gone)
+            return; // The logger has been destroyed meanwhile.
         m_logEnableMap.clear();
         m_enabledCategories.store(0);
     }
@@ -148,7 +150,7 @@ void QtDebugLogger::startThread()
 void QtDebugLogger::stopThread()
 {
     if (queue().phase() != LogQueue::Phase::Gone && !LogWriterThread::isCurrent())
-        endThread(QDeadlineTimer(QDeadlineTimer::Forever));
+        endThread(QDeadlineTimer(QDeadlineTimer::Forever), false);
 }
 
 void QtDebugLogger::enableOutputFile()
@@ -190,6 +192,8 @@ void QtDebugLogger::setLogCategoryEnabled(bool isEnabled, unsigned long categori
     if (queue().phase() == LogQueue::Phase::Gone)
         return;
     const std::lock_guard<std::mutex> lock(m_enabling);
+    if (queue().phase() == LogQueue::Phase::Gone)
+        return; // The logger has been destroyed meanwhile.
     for (const unsigned long category : kCategories) {
         if (categories & category)
             m_logEnableMap.insert(category, isEnabled);
@@ -233,7 +237,7 @@ void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &cont
         LogWriterThread::endIfForked();
         return;
     }
-    if (!logger->post(line.textToWrite(), LogCategory::kMessage)) {
+    if (logger->post(line.textToWrite(), LogCategory::kMessage) == LineOutcome::Refused) {
         writeToDefaultOutput(type, context, msg);
         return;
     }
@@ -271,47 +275,48 @@ bool QtDebugLogger::isCategoryEnabled(unsigned long category) const
     return isOneCategory && (m_enabledCategories.load(std::memory_order_relaxed) & category) != 0;
 }
 
-// False when the line is refused.
-bool QtDebugLogger::post(QStringView textToWrite, unsigned long category)
+// Pushed, Dropped or Refused.
+LineOutcome QtDebugLogger::post(QStringView textToWrite, unsigned long category)
 {
     for (;;) {
-        switch (queue().push(textToWrite, category, *this)) {
-        case LogQueue::Outcome::Pushed:
-        case LogQueue::Outcome::Dropped:
-            return true;
-        case LogQueue::Outcome::Refused:
-            return false;
-        case LogQueue::Outcome::ToBeEmitted: {
+        const LineOutcome outcome = queue().push(textToWrite, category, *this);
+        if (outcome == LineOutcome::ToBeEmitted) {
             const auto end = qScopeGuard([] { queue().endEmission(); });
             return emitRequest(textToWrite, category);
         }
-        case LogQueue::Outcome::NoticeDue:
-            reportDroppedLines(category);
-            break;
+        if (outcome != LineOutcome::NoticeDue)
+            return outcome;
+        if (!reportDroppedLines(category) && queue().phase() == LogQueue::Phase::Open) {
+            queue().addDropped(1);
+            return LineOutcome::Dropped;
         }
     }
 }
 
-// The long way of a line, which a host can see; false when it is refused. The emission has begun.
-bool QtDebugLogger::emitRequest(QStringView textToWrite, unsigned long category)
+// The long way of a line, which a host can see. The emission has begun.
+LineOutcome QtDebugLogger::emitRequest(QStringView textToWrite, unsigned long category)
 {
     const FileIOObjectPointer request(new FileIOObject(nullptr));
     request->category = category;
     request->contentList.append(textToWrite.chopped(1).toString());
     Q_EMIT handleIOSignal(request);
-    return !request->m_isRefused;
+    return request->m_isRefused ? LineOutcome::Refused : LineOutcome::Pushed;
 }
 
-void QtDebugLogger::reportDroppedLines(unsigned long category)
+// False when there is no room for the notice, so that it is still due.
+bool QtDebugLogger::reportDroppedLines(unsigned long category)
 {
     const quint64 dropped = queue().takeDropped();
     if (dropped == 0)
-        return; // Another thread does.
+        return true; // Another thread does.
     const QMessageLogContext context(kDropped.file, kDropped.line, kDropped.function, "default");
     const QString text = QStringLiteral("%1 lines were dropped: too many were waiting to be written").arg(dropped);
     const LogLine notice(QtWarningMsg, context, text);
-    if (!post(notice.textToWrite(), category))
-        queue().addDropped(dropped);
+    const LineOutcome outcome = post(notice.textToWrite(), category);
+    if (outcome == LineOutcome::Pushed)
+        return true;
+    queue().addDropped(outcome == LineOutcome::Dropped ? dropped - 1 : dropped); // The notice has been counted too.
+    return false;
 }
 
 void QtDebugLogger::sendClear()
@@ -333,19 +338,21 @@ std::unique_lock<std::timed_mutex> QtDebugLogger::takeControl(QDeadlineTimer lim
     return control;
 }
 
-// True when the thread has ended, false when `limit` came first.
-bool QtDebugLogger::endThread(QDeadlineTimer limit)
+// True when the thread has ended, false when `limit` came first. With the logger's life ended too, so that nobody can
+// start the thread any more: true when the logger can be destroyed.
+bool QtDebugLogger::endThread(QDeadlineTimer limit, bool endsLife)
 {
     const Cancellation::DisabledScope noCancel;
     const auto control = takeControl(limit);
     if (control.owns_lock() && m_bRunning)
         m_bRunning = !writerThread()->end(limit);
-    return control.owns_lock() && !m_bRunning;
+    const bool isUnused = !endsLife || queue().retire();
+    return control.owns_lock() && !m_bRunning && isUnused;
 }
 
-// The application object, or the process, ends: what was raised so far is written, what comes later is not ours. True
-// when the writer thread has ended.
-bool QtDebugLogger::leave(bool isProcessExiting)
+// The application object, or the process, ends: what was raised so far is written, what comes later is not ours.
+// Returns the time by which the thread is to have ended, too.
+QDeadlineTimer QtDebugLogger::writeLastLines(bool isProcessExiting)
 {
     const Cancellation::DisabledScope noCancel;
     if (queue().phase() == LogQueue::Phase::Open)
@@ -366,7 +373,7 @@ bool QtDebugLogger::leave(bool isProcessExiting)
     queue().close(isProcessExiting);
     queue().flush(writingLimit);
     restoreDefaultHandler();
-    return endThread(limit);
+    return limit;
 }
 
 // The process exits in a slot on the writer thread, which can't wait for itself: another one takes its place.
@@ -380,6 +387,7 @@ void QtDebugLogger::leaveOnWriterThread()
         queue().flush(QDeadlineTimer(kLeavingTimeoutMs));
     }
     restoreDefaultHandler();
+    queue().retire();
 }
 
 // Unless the host has installed another one.
@@ -401,8 +409,10 @@ void QtDebugLogger::joinApplication()
 
 void QtDebugLogger::leaveApplication()
 {
-    if (queue().phase() != LogQueue::Phase::Gone)
-        getInstance()->leave(false);
+    if (queue().phase() == LogQueue::Phase::Gone)
+        return;
+    QtDebugLogger *const logger = getInstance();
+    logger->endThread(logger->writeLastLines(false), false);
 }
 
 void QtDebugLogger::leaveProcess()
@@ -410,12 +420,12 @@ void QtDebugLogger::leaveProcess()
     if (queue().phase() == LogQueue::Phase::Gone)
         return;
     QtDebugLogger *const logger = getInstance();
-    const bool isOnWriterThread = LogWriterThread::isCurrent();
-    if (isOnWriterThread)
+    bool canBeDestroyed = false;
+    if (LogWriterThread::isCurrent())
         logger->leaveOnWriterThread();
-    const bool hasThreadEnded = !isOnWriterThread && logger->leave(true);
-    const bool isUnused = queue().retire();
+    else
+        canBeDestroyed = logger->endThread(logger->writeLastLines(true), true);
     reportUnwrittenLines();
-    if (hasThreadEnded && isUnused)
+    if (canBeDestroyed)
         logger->~QtDebugLogger();
 }

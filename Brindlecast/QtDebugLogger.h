@@ -19,6 +19,7 @@
 #include <mutex>
 
 class LogWriterThread;
+enum class LineOutcome;
 class QMetaMethod;
 
 /**
@@ -165,13 +166,13 @@ private:
 
     LogWriterThread *writerThread() const;
     bool isCategoryEnabled(unsigned long category) const;
-    bool post(QStringView textToWrite, unsigned long category);
-    bool emitRequest(QStringView textToWrite, unsigned long category);
-    void reportDroppedLines(unsigned long category);
+    LineOutcome post(QStringView textToWrite, unsigned long category);
+    LineOutcome emitRequest(QStringView textToWrite, unsigned long category);
+    bool reportDroppedLines(unsigned long category);
     void sendClear();
     std::unique_lock<std::timed_mutex> takeControl(QDeadlineTimer limit);
-    bool endThread(QDeadlineTimer limit);
-    bool leave(bool isProcessExiting);
+    bool endThread(QDeadlineTimer limit, bool endsLife);
+    QDeadlineTimer writeLastLines(bool isProcessExiting);
     void leaveOnWriterThread();
     static void restoreDefaultHandler();
     static void joinApplication();

@@ -6,7 +6,8 @@
 #include "ExportFolder_p.h"
 #include "FileCopy_p.h"
 #include "PartFile_p.h"
-#include "QtDebugLogger.h"
+
+#include <Brindlecast/QtDebugLogger.h>
 
 #include <QDeadlineTimer>
 #include <QDebug>

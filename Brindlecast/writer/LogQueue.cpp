@@ -86,28 +86,28 @@ bool LogQueue::retire()
     return m_emissions == 0;
 }
 
-LogQueue::Outcome LogQueue::push(QStringView text, unsigned long category, const QObject &emitter)
+LineOutcome LogQueue::push(QStringView text, unsigned long category, const QObject &emitter)
 {
     ChunkPointer longChunk = makeChunkIfLong(text);
     std::unique_lock<std::mutex> lock(m_mutex);
     if (phase() != Phase::Open)
-        return Outcome::Refused;
+        return LineOutcome::Refused;
     if (!hasRoomForLine()) {
         ++m_droppedLines;
-        return Outcome::Dropped;
+        return LineOutcome::Dropped;
     }
     if (m_droppedLines > 0)
-        return Outcome::NoticeDue;
+        return LineOutcome::NoticeDue;
     if (m_isObserved || emitter.signalsBlocked()) {
         ++m_emissions;
-        return Outcome::ToBeEmitted;
+        return LineOutcome::ToBeEmitted;
     }
     if (!append(Kind::Line, category, text, longChunk)) {
         ++m_droppedLines;
-        return Outcome::Dropped;
+        return LineOutcome::Dropped;
     }
     unlockAndWake(lock, true);
-    return Outcome::Pushed;
+    return LineOutcome::Pushed;
 }
 
 bool LogQueue::pushRequest(const FileIOObjectPointer &request)
@@ -252,7 +252,7 @@ QueuedEntries LogQueue::front()
 {
     QueuedEntries waiting;
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (isServing() && m_head != nullptr) {
+    if (m_head != nullptr) {
         waiting.m_text = m_head->text() + m_readText;
         waiting.m_records = m_head->firstRecord() - m_readRecords;
         waiting.m_count = static_cast<int>(m_head->records - m_readRecords);

@@ -19,6 +19,15 @@
 class QObject;
 class QueuedEntries;
 
+/** What became of a line that was pushed. */
+enum class LineOutcome {
+    Pushed,
+    Dropped, ///< Too many wait. The queue has counted it.
+    Refused, ///< The queue is closed.
+    ToBeEmitted, ///< Not pushed. The caller emits the signal within an emission that has begun, and then ends it.
+    NoticeDue ///< Not pushed. Lines were dropped before; the caller reports how many, and tries again.
+};
+
 /**
  * The one queue between the threads that raise messages and the writer thread.
  *
@@ -42,15 +51,6 @@ public:
     };
 
     enum class Kind : quint32 { Line, Request, Clear };
-
-    /** What became of a line. */
-    enum class Outcome {
-        Pushed,
-        Dropped, ///< Too many wait. The queue has counted it.
-        Refused, ///< The queue is closed.
-        ToBeEmitted, ///< Not pushed. The caller emits the signal within an emission that has begun, and then ends it.
-        NoticeDue ///< Not pushed. Lines were dropped before; the caller reports how many, and tries again.
-    };
 
     struct Entry
     {
@@ -87,7 +87,7 @@ public:
     // Threads that raise messages.
 
     /** Pushes a line of the logger, unless somebody could notice its signal: a host is connected, or it is blocked. */
-    Outcome push(QStringView text, unsigned long category, const QObject &emitter);
+    LineOutcome push(QStringView text, unsigned long category, const QObject &emitter);
     /** Pushes the lines of a request and keeps it until they are handled; false when the queue is closed. */
     bool pushRequest(const FileIOObjectPointer &request);
     void pushClear();
@@ -128,7 +128,7 @@ public:
     void wakeUp();
     /** Whether wakeUp() was called since the last call. */
     bool takeWakeUp();
-    /** The entries at the front, as far as they lie together; none while the writer does not serve. */
+    /** The entries at the front, as far as they lie together. */
     QueuedEntries front();
     /**
      * Lets go of the first entries; their text is gone. They are handled now, or when addHandled() says so.
