@@ -14,6 +14,7 @@
 #include <QLoggingCategory>
 #include <QMetaMethod>
 #include <QScopeGuard>
+#include <QScopedValueRollback>
 
 #include <chrono>
 #include <cstdlib>
@@ -36,6 +37,9 @@ constexpr MessageSite kInformation{__FILE__, 147, "void QtDebugLogger::informati
 constexpr MessageSite kWarning{__FILE__, 160, "void QtDebugLogger::warning(const QString&)"};
 constexpr MessageSite kCritical{__FILE__, 173, "void QtDebugLogger::critical(const QString&)"};
 constexpr MessageSite kDropped{__FILE__, 186, "void QtDebugLogger::tellWhatWasDropped(unsigned long)"};
+
+// Trivially destructible, so that messages may be raised at any time of a thread's life.
+thread_local bool isInFormerHandler = false;
 
 LogQueue &queue()
 {
@@ -157,7 +161,9 @@ void QtDebugLogger::enableOutputFile()
 {
     if (queue().phase() == LogQueue::Phase::Gone)
         return;
-    qInstallMessageHandler(outputMessage);
+    const QtMessageHandler former = qInstallMessageHandler(outputMessage);
+    if (former != outputMessage)
+        m_formerHandler.store(former);
     startThread();
 }
 
@@ -217,9 +223,16 @@ void QtDebugLogger::setFatalFlushTimeout(int timeoutMs)
     m_fatalFlushTimeoutMs.store(timeoutMs);
 }
 
+void QtDebugLogger::setForwarding(bool isForwarding)
+{
+    m_isForwarding.store(isForwarding);
+}
+
 // Nothing in here may raise a message: Qt would send it to standard error only.
 void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg)
 {
+    if (isInFormerHandler)
+        return; // It calls us in its turn.
     const LogQueue::Phase phase = queue().phase();
     const bool isOnWriterThread = phase != LogQueue::Phase::Gone && LogWriterThread::isCurrent();
     if (phase != LogQueue::Phase::Open && !isOnWriterThread) {
@@ -228,22 +241,22 @@ void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &cont
     }
 
     QtDebugLogger *const logger = getInstance();
-    if (!logger->isCategoryEnabled(LogCategory::kMessage))
-        return;
-    const LogLine line(type, context, msg);
-    if (isOnWriterThread) {
-        const Cancellation::DisabledScope insideDestructorOfQDebug;
-        logger->emitRequest(line.textToWrite(), LogCategory::kMessage);
-        LogWriterThread::endIfForked();
-        return;
+    if (logger->isCategoryEnabled(LogCategory::kMessage)) {
+        const LogLine line(type, context, msg);
+        if (isOnWriterThread) {
+            const Cancellation::DisabledScope insideDestructorOfQDebug;
+            logger->emitRequest(line.textToWrite(), LogCategory::kMessage);
+            LogWriterThread::endIfForked();
+        } else if (logger->post(line.textToWrite(), LogCategory::kMessage) == LineOutcome::Refused) {
+            writeToDefaultOutput(type, context, msg);
+            return;
+        }
     }
-    if (logger->post(line.textToWrite(), LogCategory::kMessage) == LineOutcome::Refused) {
-        writeToDefaultOutput(type, context, msg);
-        return;
-    }
-    const int fatalFlushTimeoutMs = logger->m_fatalFlushTimeoutMs.load();
+    const int fatalFlushTimeoutMs = logger->m_fatalFlushTimeoutMs.load(std::memory_order_relaxed);
     if (type == QtFatalMsg && fatalFlushTimeoutMs > 0)
         logger->flush(fatalFlushTimeoutMs);
+    if (logger->m_isForwarding.load(std::memory_order_relaxed))
+        logger->forward(type, context, msg);
 }
 
 void QtDebugLogger::appendLog(const QString &message, unsigned long category)
@@ -262,6 +275,16 @@ void QtDebugLogger::connectNotify(const QMetaMethod &signal)
     const bool isOurOwn = queue().phase() == LogQueue::Phase::Gone; // Made by the constructor.
     if (!isOurOwn && signal == QMetaMethod::fromSignal(&QtDebugLogger::handleIOSignal))
         queue().setObserved();
+}
+
+void QtDebugLogger::forward(QtMsgType type, const QMessageLogContext &context, const QString &msg)
+{
+    const QtMessageHandler former = m_formerHandler.load();
+    if (former == nullptr)
+        return;
+    const Cancellation::DisabledScope insideDestructorOfQDebug;
+    const QScopedValueRollback<bool> inFormerHandler(isInFormerHandler, true);
+    former(type, context, msg);
 }
 
 LogWriterThread *QtDebugLogger::writerThread() const

@@ -93,7 +93,11 @@ public:
      */
     void stopThread();
 
-    /** Makes the logger the process's message handler, instead of any other, and starts the writer thread. */
+    /**
+     * Makes the logger the process's message handler, instead of any other, and starts the writer thread.
+     *
+     * The other one gets the messages no more, and the console is silent, unless setForwarding() is on.
+     */
     void enableOutputFile();
 
     /** Restores Qt's default message handler and has all log files closed. The writer thread keeps running. */
@@ -137,6 +141,19 @@ public:
      */
     void setFatalFlushTimeout(int timeoutMs);
 
+    /**
+     * Sets whether each message is also handed to the handler that enableOutputFile() found installed: Qt's own by
+     * default, which writes to the console or the journal. Off by default.
+     *
+     * That handler is called on the thread that raised the message, after the line was queued (and the time of
+     * setFatalFlushTimeout() is over), also for disabled categories. It has to exist for as long as the process. A
+     * handler that calls this logger's in its turn gets each message once.
+     *
+     * @note The price: whoever raises a message waits for that handler, and so for the console; the writer thread too,
+     * when the message is the space guard's.
+     */
+    void setForwarding(bool isForwarding);
+
 Q_SIGNALS:
     /**
      * A line is on its way to the writer thread. Emitted on the thread that raised it, inside the message handler.
@@ -166,6 +183,7 @@ private:
 
     LogWriterThread *writerThread() const;
     bool isCategoryEnabled(unsigned long category) const;
+    void forward(QtMsgType type, const QMessageLogContext &context, const QString &msg);
     LineOutcome post(QStringView textToWrite, unsigned long category);
     LineOutcome emitRequest(QStringView textToWrite, unsigned long category);
     bool reportDroppedLines(unsigned long category);
@@ -188,6 +206,8 @@ private:
     std::atomic<unsigned long> m_enabledCategories{0};
 
     std::atomic<int> m_fatalFlushTimeoutMs{0};
+    std::atomic<bool> m_isForwarding{false};
+    std::atomic<QtMessageHandler> m_formerHandler{nullptr};
     QDeadlineTimer m_leavingLimit;
 
     std::timed_mutex m_control;

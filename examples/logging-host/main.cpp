@@ -111,6 +111,12 @@ QString currentFile(const LogTally &tally)
     return files.isEmpty() ? QStringLiteral("no file yet") : files.constLast().fileName();
 }
 
+QString freeSpace()
+{
+    const qint64 bytes = QStorageInfo(QLatin1String(kLogDirectory)).bytesAvailable();
+    return bytes < 0 ? QStringLiteral("unknown") : QStringLiteral("%1 MB").arg(bytes / 1000000);
+}
+
 int summarize(const LogTally &tally, bool isFlushed)
 {
     QTextStream out(stdout);
@@ -120,7 +126,7 @@ int summarize(const LogTally &tally, bool isFlushed)
         out << "file            " << file.fileName() << "  " << file.size() << " bytes\n";
     out << "lines raised    " << linesRaised << '\n'
         << "lines in files  " << tally.lines() << '\n'
-        << "free space      " << QStorageInfo(QLatin1String(kLogDirectory)).bytesAvailable() / 1000000 << " MB\n"
+        << "free space      " << freeSpace() << '\n'
         << "the last lines:\n";
     const QStringList lastLines = tally.lastLines();
     for (const QString &line : lastLines)
