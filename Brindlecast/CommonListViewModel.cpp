@@ -4,8 +4,8 @@
 #include "CommonListViewModel.h"
 
 #include <QJsonValue>
-#include <QMutex>
-#include <QMutexLocker>
+
+#include <mutex>
 
 namespace {
 
@@ -41,7 +41,7 @@ public:
     CommonListViewModel *q_ptr;
     QStringList roleNames;
     QObjectList objectList;
-    QMutex *mutex = nullptr;
+    std::recursive_mutex *mutex = nullptr;
 };
 
 void CommonListViewModelPrivate::init()
@@ -49,7 +49,7 @@ void CommonListViewModelPrivate::init()
     roleNames.clear();
     objectList.clear();
     if (!mutex)
-        mutex = new QMutex(QMutex::Recursive);
+        mutex = new std::recursive_mutex;
 }
 
 void CommonListViewModelPrivate::uninit()
@@ -72,7 +72,7 @@ template <typename Accept, typename Change> void CommonListViewModelPrivate::cha
     Q_Q(CommonListViewModel);
     if (!accept())
         return;
-    const QMutexLocker locker(mutex);
+    const std::lock_guard<std::recursive_mutex> lock(*mutex);
     q->beginResetModel();
     // The row may be gone by now: another thread came first, or a slot of the signal just sent removed it.
     if (accept())
@@ -107,7 +107,7 @@ int CommonListViewModel::rowCount(const QModelIndex &parent) const
 {
     Q_UNUSED(parent)
     Q_D(const CommonListViewModel);
-    return d->objectList.size();
+    return static_cast<int>(d->objectList.size());
 }
 
 QVariant CommonListViewModel::data(const QModelIndex &index, int role) const
@@ -136,7 +136,7 @@ void CommonListViewModel::setRoleNamesOfRow(const QStringList &roleNames)
 int CommonListViewModel::count()
 {
     Q_D(const CommonListViewModel);
-    return d->objectList.size();
+    return static_cast<int>(d->objectList.size());
 }
 
 QJsonObject CommonListViewModel::get(int index)

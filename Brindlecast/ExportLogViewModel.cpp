@@ -321,7 +321,7 @@ void ExportLogViewModel::rebuildRows(const Listing &listing)
     }
     if (rows.isEmpty())
         return;
-    RowChange filled = {&shown, m_isSelectAll ? rows.size() : 0, markedFileSize};
+    RowChange filled = {&shown, m_isSelectAll ? static_cast<int>(rows.size()) : 0, markedFileSize};
     changeRows(filled, [this, &rows] { m_currentViewModel->setListData(rows); });
 }
 

@@ -41,7 +41,8 @@ QFileInfoList sorted(const QFileInfoList &entries, QDir::SortFlags flags, qint64
     keys.reserve(entries.size());
     for (const QFileInfo &info : entries) {
         const QString name = info.fileName();
-        keys.append({timeOf(info), flags.testFlag(QDir::IgnoreCase) ? name.toLower() : name, keys.size()});
+        keys.append(
+            {timeOf(info), flags.testFlag(QDir::IgnoreCase) ? name.toLower() : name, static_cast<int>(keys.size())});
     }
 
     const bool isLocaleAware = flags.testFlag(QDir::LocaleAware);

@@ -8,7 +8,9 @@
 #include <QDebug>
 #include <QTemporaryDir>
 #include <QTest>
+#if QT_VERSION_MAJOR == 5
 #include <QTextCodec>
+#endif
 
 #include <random>
 
@@ -169,14 +171,17 @@ private Q_SLOTS:
             QVERIFY(m_utils.findFirstFileWithSpecifiedExt("."_q, "lo"_q + character).isEmpty());
             ++refused;
         }
+#if QT_VERSION_MAJOR == 5 // From then on, names are in UTF-8.
         QTextCodec::setCodecForLocale(QTextCodec::codecForName("Shift_JIS"));
         QCOMPARE(m_utils.copyFileOrDir("\u30bd"_q, "/"_q, "b"_q), 0); // one of its bytes is that of a backslash
         QTextCodec::setCodecForLocale(nullptr);
-        QCOMPARE(Recorder::messages().size(), refused + 2);
+        refused += 2;
+#endif
+        QCOMPARE(Recorder::messages().size(), refused);
         QVERIFY(!m_utils.removeSpecifiedExtFilesInDir("/no/such/"_q, "log"_q)
                 && !m_utils.removeSpecifiedExtFilesInDir("."_q, QString()));
         QVERIFY(m_utils.findFirstFileWithSpecifiedExt("."_q, QString()).isEmpty());
-        QCOMPARE(Recorder::messages().size(), refused + 2);
+        QCOMPARE(Recorder::messages().size(), refused);
         QCOMPARE(fileContents(path("commands"_q)), QByteArray());
     }
 

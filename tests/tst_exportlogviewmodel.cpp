@@ -338,7 +338,7 @@ private Q_SLOTS:
                 QCoreApplication::processEvents();
         }
         QTRY_COMPARE(model.names(), "c.log b.log a.txt"_q);
-        const int reports = Recorder::messages().filter("FileSystemDirectoryChanged: "_q).size();
+        const auto reports = Recorder::messages().filter("FileSystemDirectoryChanged: "_q).size();
         QVERIFY(reports > 0 && Recorder::messages().filter("setCurrentFolder "_q).size() == 1 + reports);
     }
 };

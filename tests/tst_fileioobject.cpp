@@ -7,7 +7,6 @@
 
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTextStream>
 
 #include <csignal>
 
@@ -42,11 +41,8 @@ private Q_SLOTS:
         QCOMPARE(fileContents(object.path), bytes);
         object.contentList = QStringList{high + QLatin1Char('x'), high, QChar(0xde00) + high, QString(100000, high[0])};
         QVERIFY(object.writeFile());
-        QByteArray converted;
-        QTextStream stream(&converted);
-        stream.setCodec("UTF-8");
-        stream << object.contentList.join(QLatin1Char('\n')) << '\n' << flush;
-        QCOMPARE(fileContents(object.path), bytes + converted);
+        // As a text stream of Qt 5 converts half a character; one of Qt 6 writes U+FFFD.
+        QCOMPARE(fileContents(object.path), bytes + "?x\n?\n??\n" + QByteArray(100000, '?') + '\n');
     }
 
     void keepsItsListAndAppends()

@@ -161,7 +161,7 @@ Tally expectWholeLines(int count = -1)
     Tally tally;
     int broken = 0; // Records that are none, or out of order, or the second of two that are the same.
     const QByteArray bytes = writtenLogs();
-    for (int begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
+    for (decltype(bytes.size()) begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
         end = bytes.indexOf("\n\n", begin);
         end = end < 0 ? bytes.size() : end;
         const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(bytes.mid(begin, end - begin)));
@@ -393,7 +393,7 @@ SCENARIO(stopsAndStartsUnderLoad, 300)
         const Host host;
         Loggers loggers(4, 1000);
         const auto descriptors = [] { return QDir("/proc/self/fd"_q).entryList(QDir::System | QDir::Files).size(); };
-        int descriptorsBefore = 0;
+        auto descriptorsBefore = descriptors();
         std::size_t memoryBefore = 0;
         qint64 longestStopMs = 0;
         for (int cycle = 0; cycle < amount; ++cycle) {

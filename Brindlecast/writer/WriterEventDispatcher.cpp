@@ -39,17 +39,12 @@ bool WriterEventDispatcher::processEvents(QEventLoop::ProcessEventsFlags flags)
     return true;
 }
 
-bool WriterEventDispatcher::hasPendingEvents()
-{
-    return m_queue.hasWaiting();
-}
-
 void WriterEventDispatcher::wakeUp()
 {
     m_queue.wakeUp();
 }
 
-void WriterEventDispatcher::registerTimer(int timerId, int interval, Qt::TimerType timerType, QObject *object)
+void WriterEventDispatcher::registerTimer(int timerId, Interval interval, Qt::TimerType timerType, QObject *object)
 {
     Q_UNUSED(timerId)
     Q_UNUSED(interval)
@@ -80,3 +75,12 @@ int WriterEventDispatcher::remainingTime(int timerId)
     Q_UNUSED(timerId)
     return -1;
 }
+
+#if QT_VERSION_MAJOR == 5
+bool WriterEventDispatcher::hasPendingEvents()
+{
+    return m_queue.hasWaiting();
+}
+
+void WriterEventDispatcher::flush() { }
+#endif

@@ -5,6 +5,8 @@
 
 #include <QAbstractEventDispatcher>
 
+#include <type_traits>
+
 class LogQueue;
 class LogWriterWorker;
 
@@ -20,21 +22,25 @@ class WriterEventDispatcher : public QAbstractEventDispatcher
     Q_DISABLE_COPY(WriterEventDispatcher)
 
 public:
+    using Interval = std::conditional_t<QT_VERSION_MAJOR == 5, int, qint64>;
+
     WriterEventDispatcher(LogQueue &queue, LogWriterWorker &worker);
 
     bool processEvents(QEventLoop::ProcessEventsFlags flags) override;
-    bool hasPendingEvents() override;
     void wakeUp() override;
     void interrupt() override { wakeUp(); }
-    void flush() override { }
 
     void registerSocketNotifier(QSocketNotifier *notifier) override { Q_UNUSED(notifier) }
     void unregisterSocketNotifier(QSocketNotifier *notifier) override { Q_UNUSED(notifier) }
-    void registerTimer(int timerId, int interval, Qt::TimerType timerType, QObject *object) override;
+    void registerTimer(int timerId, Interval interval, Qt::TimerType timerType, QObject *object) override;
     bool unregisterTimer(int timerId) override;
     bool unregisterTimers(QObject *object) override;
     QList<TimerInfo> registeredTimers(QObject *object) const override;
     int remainingTime(int timerId) override;
+#if QT_VERSION_MAJOR == 5
+    bool hasPendingEvents() override;
+    void flush() override;
+#endif
 
 private:
     LogQueue &m_queue;
