@@ -132,7 +132,7 @@ void LogWriterWorker::settleCutRun(LogQueue &queue)
         const bool isRequest = waiting.at(0).kind == LogQueue::Kind::Request;
         queue.settle(settled, true, isWritten);
         if (isRequest)
-            queue.takeSettledRequest().clear();
+            LogWriterThread::callHost([&queue] { queue.takeSettledRequest().clear(); });
     }
 }
 
@@ -155,9 +155,8 @@ void LogWriterWorker::writeWaiting(LogQueue &queue)
             // A thread that is cut off here comes this way too.
             const auto handled = qScopeGuard([&queue, entries] { queue.addHandled(entries); });
             if (isRequest)
-                queue.takeSettledRequest().clear();
+                LogWriterThread::callHost([&queue] { queue.takeSettledRequest().clear(); });
             finishUp();
-            LogWriterThread::endIfForked();
             return;
         }
         if (!goesOn)

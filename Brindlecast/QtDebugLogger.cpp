@@ -245,8 +245,8 @@ void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &cont
         const LogLine line(type, context, msg);
         if (isOnWriterThread) {
             const Cancellation::DisabledScope insideDestructorOfQDebug;
-            logger->emitRequest(line.textToWrite(), LogCategory::kMessage);
-            LogWriterThread::endIfForked();
+            LogWriterThread::callHost(
+                [logger, &line] { logger->emitRequest(line.textToWrite(), LogCategory::kMessage); });
         } else if (logger->post(line.textToWrite(), LogCategory::kMessage) == LineOutcome::Refused) {
             writeToDefaultOutput(type, context, msg);
             return;
@@ -274,6 +274,14 @@ void QtDebugLogger::connectNotify(const QMetaMethod &signal)
 {
     const bool isOurOwn = queue().phase() == LogQueue::Phase::Gone; // Made by the constructor.
     if (!isOurOwn && signal == QMetaMethod::fromSignal(&QtDebugLogger::handleIOSignal))
+        queue().setObserved();
+}
+
+// A host that cuts our own connection gets what it asked for: lines that reach nobody.
+void QtDebugLogger::disconnectNotify(const QMetaMethod &signal)
+{
+    const bool isGone = queue().phase() == LogQueue::Phase::Gone;
+    if (!isGone && (!signal.isValid() || signal == QMetaMethod::fromSignal(&QtDebugLogger::handleIOSignal)))
         queue().setObserved();
 }
 
@@ -391,9 +399,9 @@ QDeadlineTimer QtDebugLogger::writeLastLines(bool isProcessExiting)
             m_bRunning = writerThread()->begin();
     }
     queue().flush(writingLimit); // Before the end, so that what the space guard says goes to the files, too.
-    if (isProcessExiting)
-        clearData();
     queue().close(isProcessExiting);
+    if (isProcessExiting)
+        clearData(); // Only now: lines of a disabled category would not even reach Qt's default output.
     queue().flush(writingLimit);
     restoreDefaultHandler();
     return limit;

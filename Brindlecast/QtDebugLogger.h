@@ -177,6 +177,7 @@ protected:
     void appendLog(const QString &message, unsigned long category);
 
     void connectNotify(const QMetaMethod &signal) override;
+    void disconnectNotify(const QMetaMethod &signal) override;
 
 private:
     explicit QtDebugLogger(QObject *parent);

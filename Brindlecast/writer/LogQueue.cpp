@@ -112,6 +112,8 @@ LineOutcome LogQueue::push(QStringView text, unsigned long category, const QObje
 
 bool LogQueue::pushRequest(const FileIOObjectPointer &request)
 {
+    if (phase() == Phase::Gone)
+        return false; // A host emits in a forked child.
     const QString text = request->textToWrite();
     ChunkPointer longChunk = makeChunkIfLong(text);
     std::unique_lock<std::mutex> lock(m_mutex);
@@ -127,6 +129,8 @@ bool LogQueue::pushRequest(const FileIOObjectPointer &request)
 
 void LogQueue::pushClear()
 {
+    if (phase() == Phase::Gone)
+        return;
     std::unique_lock<std::mutex> lock(m_mutex);
     if (phase() != Phase::Open)
         return;

@@ -9,11 +9,14 @@
 
 #include <Brindlecast/LogWriterWorker.h>
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QScopeGuard>
 
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <utility>
 
 #include <unistd.h>
 
@@ -26,6 +29,34 @@ constexpr unsigned long kStartWaitMs = 3;
 thread_local bool isWriterThread = false;
 thread_local pid_t writersProcess = 0;
 
+/** Runs some code once, when it receives an event or is told to. */
+class HostCall : public QObject // clazy:exclude=missing-qobject-macro
+{
+public:
+    explicit HostCall(const std::function<void()> &code)
+        : m_code(code)
+    {
+    }
+    Q_DISABLE_COPY(HostCall)
+
+    bool event(QEvent *event) override
+    {
+        Q_UNUSED(event)
+        run();
+        return true;
+    }
+
+    void run()
+    {
+        if (!std::exchange(m_hasRun, true))
+            m_code();
+    }
+
+private:
+    const std::function<void()> &m_code;
+    bool m_hasRun = false;
+};
+
 } // namespace
 
 LogWriterThread::LogWriterThread(LogQueue &queue, LogWriterWorker &worker)
@@ -37,6 +68,16 @@ LogWriterThread::LogWriterThread(LogQueue &queue, LogWriterWorker &worker)
 bool LogWriterThread::isCurrent()
 {
     return isWriterThread;
+}
+
+void LogWriterThread::callHost(const std::function<void()> &code)
+{
+    HostCall call(code);
+    QEvent event(QEvent::User);
+    if (QCoreApplication::instance() != nullptr)
+        QCoreApplication::sendEvent(&call, &event);
+    call.run(); // Without an application object, or if that has kept the event back.
+    endIfForked();
 }
 
 void LogWriterThread::endIfForked()

@@ -6,6 +6,8 @@
 #include <QDeadlineTimer>
 #include <QThread>
 
+#include <functional>
+
 class LogQueue;
 class LogWriterWorker;
 
@@ -39,6 +41,12 @@ public:
 
     /** Whether the calling thread is the writer thread. */
     static bool isCurrent();
+
+    /**
+     * Runs code of a host on the writer thread, within an event, so that deleteLater() and event loops work there as a
+     * host knows them; then endIfForked().
+     */
+    static void callHost(const std::function<void()> &code);
 
     /**
      * To be called on the writer thread after a host's code has run there: that may have forked. The child, in which

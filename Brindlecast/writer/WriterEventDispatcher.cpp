@@ -30,10 +30,6 @@ bool WriterEventDispatcher::processEvents(QEventLoop::ProcessEventsFlags flags)
     // Without an application object Qt would drop them.
     if (m_queue.takeWakeUp() && QCoreApplication::instance() != nullptr) {
         QCoreApplication::sendPostedEvents();
-        // Objects that a slot of ours called deleteLater() for: Qt keeps them until its event loop, which isn't there,
-        // ends.
-        if (isOuterLoop)
-            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         LogWriterThread::endIfForked();
     }
     return true;
