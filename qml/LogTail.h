@@ -1,0 +1,154 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QAbstractListModel>
+#include <QByteArray>
+#include <QHash>
+#include <QString>
+#include <QVariant>
+
+#include <deque>
+#include <memory>
+
+/**
+ * The end of a log file as a list for QML: its newest records, oldest first, kept up to date while the file grows.
+ *
+ * A row is a record of the logger, "[2026-11-16 18:00:05] <Warning:> main.cpp 42: text", with all further lines up to
+ * the next record. Lines before the first record are rows of their own, and so is every line of a file that another
+ * program wrote.
+ *
+ * Limits, so that neither the file nor a line of it can be too large:
+ *  - at most 2,000 rows; each new one removes the oldest;
+ *  - only the last 16 MiB of the file are searched for rows, so that with a high lowestLevel() there may be fewer;
+ *  - at most 2,000 characters of a text and 200 of a place; "…" follows a text that was cut.
+ * The rows take 8 MB at most, 0.5 MB with lines of the usual length, and for a moment twice as much.
+ *
+ * Texts can be shown as they are, as plain text. Bytes that are no UTF-8, control characters and the marks that turn
+ * the direction of writing are replaced by U+FFFD, a tab by a blank.
+ *
+ * The file is read on a thread of its own, which looks at it every half second; no call waits for it. Rows that follow
+ * are inserted at the end and removed from the front, in one go for each look, so that a view keeps its place. The
+ * model is reset when another path or level is set, and when the file was replaced, truncated or written anew, or grew
+ * by more than 16 MiB since the last look. The file is not kept open between two looks.
+ *
+ * Lives on one thread, usually the user interface's; all signals are sent there, and any slot may delete the model. The
+ * destructor ends the reading thread, which takes less than a second even while a file on a dead medium can't be read.
+ */
+class LogTail : public QAbstractListModel
+{
+    Q_OBJECT
+    Q_PROPERTY(QString path READ path WRITE setPath NOTIFY pathChanged)
+    Q_PROPERTY(Level lowestLevel READ lowestLevel WRITE setLowestLevel NOTIFY lowestLevelChanged)
+    Q_PROPERTY(bool following READ isFollowing WRITE setFollowing NOTIFY followingChanged)
+    Q_PROPERTY(State state READ state NOTIFY stateChanged)
+    Q_PROPERTY(bool atStart READ isAtStart NOTIFY stateChanged)
+    Q_PROPERTY(bool hasLevels READ hasLevels NOTIFY stateChanged)
+    Q_PROPERTY(int count READ count NOTIFY countChanged)
+
+public:
+    /** How grave a record is, in rising order. */
+    enum class Level {
+        None, ///< a line that is no record of the logger
+        Debug,
+        Info, ///< "Other:" in the file
+        Warning,
+        Critical,
+        Fatal
+    };
+    Q_ENUM(Level)
+
+    enum class State {
+        Empty, ///< no path is set
+        Loading, ///< path or level were set, and the file has not been read yet
+        Ready, ///< the rows are those of the file; there are none if it is empty or no record is grave enough
+        Missing, ///< there is no file at the path
+        Unreadable ///< it can't be read, or is no regular file but a folder, FIFO or device; such are never opened
+    };
+    Q_ENUM(State)
+
+    /** The roles; QML knows them by the names in quotation marks. */
+    enum Role {
+        TextRole = Qt::UserRole, ///< "text": the message, with line breaks
+        LineRole, ///< "line": the message with a blank for each line break, for a view with one line a row
+        LevelRole, ///< "level": a Level as an int, to compare with LogTail.Warning and so on
+        TimeRole, ///< "time": "2026-11-16 18:00:05" as in the file, the device's local time; empty for Level::None
+        PlaceRole, ///< "place": "main.cpp 42"; empty for Level::None and for records without a source file
+        CutRole ///< "cut": whether the text was longer
+    };
+    Q_ENUM(Role)
+
+    explicit LogTail(QObject *parent = nullptr);
+    ~LogTail() override;
+
+    /** The file to show. Links are followed; a relative path starts at the directory current when it is set. */
+    QString path() const { return m_path; }
+    /** Removes all rows and starts to read the file at `path`. With an empty path there is nothing to show. */
+    void setPath(const QString &path);
+
+    /** Rows below this level are left out. Level::None, the default, shows all. */
+    Level lowestLevel() const { return m_lowestLevel; }
+    /** Reads the file again, at most 16 MiB of it. The rows stay until the new ones take their place. */
+    void setLowestLevel(Level level);
+
+    /** Whether the rows follow the file; true by default. A newly set path is read once in any case. */
+    bool isFollowing() const { return m_isFollowing; }
+    /** Switched on again, what the file has gained meanwhile is added. */
+    void setFollowing(bool following);
+
+    /**
+     * What the last look found. A file that can't be found or read any more leaves its rows in place; they are
+     * replaced when there is a file again.
+     */
+    State state() const { return m_state; }
+    /** Whether the rows begin with the first one of the file that is grave enough: no older ones were left out. */
+    bool isAtStart() const { return m_isAtStart; }
+    /** Whether a record of the logger was found. Without one there is no point in offering lowestLevel. */
+    bool hasLevels() const { return m_hasLevels; }
+
+    /** The number of rows, 0 to 2,000. */
+    int count() const { return static_cast<int>(m_rows.size()); }
+
+    int rowCount(const QModelIndex &parent = {}) const override;
+    QVariant data(const QModelIndex &index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+
+Q_SIGNALS:
+    void pathChanged();
+    void lowestLevelChanged();
+    void followingChanged();
+    void stateChanged();
+    void countChanged();
+
+private:
+    class Parser;
+    class Reader;
+    struct Batch;
+
+    struct Row
+    {
+        Level level = Level::None;
+        bool isCut = false;
+        QString time;
+        QString place;
+        QString text;
+    };
+    using Rows = std::deque<Row>;
+
+    void readAgain();
+    void takeBatch();
+    void replaceRows(Rows rows);
+    void removeFront(int number);
+    void append(Rows rows, int retracted);
+
+    QString m_path;
+    Level m_lowestLevel = Level::None;
+    bool m_isFollowing = true;
+    State m_state = State::Empty;
+    bool m_isAtStart = true;
+    bool m_hasLevels = false;
+    Rows m_rows;
+
+    std::shared_ptr<Reader> m_reader;
+};
