@@ -133,16 +133,23 @@ private:
         QString time;
         QString place;
         QString text;
+
+        bool operator==(const Row &other) const
+        {
+            return level == other.level && isCut == other.isCut && time == other.time && place == other.place
+                && text == other.text;
+        }
     };
     using Rows = std::deque<Row>;
 
-    void readAgain();
+    void askReader();
     void takeBatch();
     void replaceRows(Rows rows);
-    void removeFront(int number);
-    void append(Rows rows, int retracted);
+    void addRows(Rows rows, int retracted);
+    void removeFrom(int row, int number);
 
     QString m_path;
+    QString m_absolutePath;
     Level m_lowestLevel = Level::None;
     bool m_isFollowing = true;
     State m_state = State::Empty;
@@ -150,5 +157,7 @@ private:
     bool m_hasLevels = false;
     Rows m_rows;
 
+    // Counts the paths and levels set. What was read for a former one is out of date.
+    unsigned m_generation = 0;
     std::shared_ptr<Reader> m_reader;
 };
