@@ -3,8 +3,8 @@
 
 #include "LogTail.h"
 
+#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QMetaObject>
 #include <QPointer>
 
@@ -30,7 +30,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::size_t kMostRows = 2000;
+constexpr int kMostRows = 2000;
 constexpr int kLongestText = 2000; // In UTF-16 units, as all lengths of shown texts.
 constexpr int kLongestPlace = 200;
 // Enough for the longest text in UTF-8 and what stands before it in a record.
@@ -41,7 +41,7 @@ constexpr qint64 kLastWindowBytes = 16 * 1024 * 1024;
 constexpr std::size_t kBlockBytes = 64 * 1024;
 constexpr std::size_t kRememberedBytes = 256;
 
-constexpr auto kLookInterval = 500ms;
+constexpr int kShortestIntervalMs = 100;
 constexpr auto kLongestEnd = 500ms;
 
 struct Label
@@ -63,6 +63,14 @@ struct Head
     std::string_view place;
     std::string_view text;
 };
+
+// Leaves as many rows as may be shown. Returns how many were dropped.
+template <typename Rows> int dropOldest(Rows &rows)
+{
+    const int excess = std::max(static_cast<int>(rows.size()) - kMostRows, 0);
+    rows.erase(rows.begin(), rows.begin() + excess);
+    return excess;
+}
 
 bool isDigit(char c)
 {
@@ -226,7 +234,7 @@ public:
         }
     }
 
-    bool isFull() const { return m_rows.size() == kMostRows; }
+    bool isFull() const { return static_cast<int>(m_rows.size()) == kMostRows; }
     bool hasLevels() const { return m_hasLevels; }
     /** Whether no row was left out for want of room. */
     bool isComplete() const { return m_isComplete; }
@@ -246,6 +254,7 @@ public:
         atEnd.closeRecord();
         openNumber = static_cast<int>(atEnd.m_rows.size());
         std::move(atEnd.m_rows.begin(), atEnd.m_rows.end(), std::back_inserter(rows));
+        m_isComplete = dropOldest(rows) == 0 && m_isComplete;
         return rows;
     }
 
@@ -310,10 +319,8 @@ private:
     void addRow(Row row)
     {
         m_rows.push_back(std::move(row));
-        if (m_rows.size() > kMostRows) {
-            m_rows.pop_front();
+        if (dropOldest(m_rows) > 0)
             m_isComplete = false;
-        }
     }
 
     const Level m_lowestLevel;
@@ -345,10 +352,8 @@ struct LogTail::Batch
         rows.erase(rows.end() - ownRetracted, rows.end());
         retracted += next.retracted - ownRetracted;
         std::move(next.rows.begin(), next.rows.end(), std::back_inserter(rows));
-        const auto excess = static_cast<std::ptrdiff_t>(rows.size()) - static_cast<std::ptrdiff_t>(kMostRows);
-        rows.erase(rows.begin(), rows.begin() + std::max<std::ptrdiff_t>(excess, 0));
         state = next.state;
-        isComplete = isComplete && next.isComplete && excess <= 0;
+        isComplete = dropOldest(rows) == 0 && isComplete && next.isComplete;
         hasLevels = hasLevels || next.hasLevels;
     }
 };
@@ -365,6 +370,7 @@ public:
         QString path;
         Level lowestLevel = Level::None;
         bool isFollowing = false;
+        int intervalMs = 0;
         unsigned generation = 0;
     };
 
@@ -429,7 +435,7 @@ private:
             }
             const auto hasChanged = [this] { return m_model == nullptr || m_isAsked; };
             if (isWatching)
-                m_changed.wait_for(lock, kLookInterval, hasChanged);
+                m_changed.wait_for(lock, std::chrono::milliseconds(request.intervalMs), hasChanged);
             else
                 m_changed.wait(lock, hasChanged);
         }
@@ -483,11 +489,19 @@ private:
             && m_lastBytes == std::string_view(bytes, m_lastBytes.size());
     }
 
+    static bool beginsWithRecord(const OpenFile &file)
+    {
+        char bytes[64];
+        const qint64 size = file.read(bytes, sizeof bytes, 0);
+        return size > 0 && readHead(std::string_view(bytes, static_cast<std::size_t>(size)));
+    }
+
     // Reads more and more of the file's end until there are rows enough.
     bool readEnd(const OpenFile &file, const Request &request)
     {
         m_device = file.info().st_dev;
         m_number = file.info().st_ino;
+        const bool isLog = beginsWithRecord(file);
         for (qint64 window = kFirstWindowBytes;; window *= 4) {
             const bool isWhole = window >= file.size();
             m_parser.emplace(request.lowestLevel, isWhole);
@@ -496,7 +510,9 @@ private:
             m_lastBytes.clear();
             if (!readOn(file, request))
                 return false;
-            if (isWhole || m_parser->isFull() || window >= kLastWindowBytes)
+            // In a log, lines without a record before them are the rest of one that is longer than the window.
+            const bool isEnough = m_parser->isFull() && (m_parser->hasLevels() || !isLog);
+            if (isWhole || isEnough || window >= kLastWindowBytes)
                 return true;
         }
     }
@@ -574,7 +590,7 @@ void LogTail::setPath(const QString &path)
     if (path == m_path)
         return;
     m_path = path;
-    m_absolutePath = path.isEmpty() ? QString() : QFileInfo(path).absoluteFilePath();
+    m_absolutePath = path.isEmpty() ? QString() : QDir::current().absoluteFilePath(path);
     m_state = path.isEmpty() ? State::Empty : State::Loading;
     m_isAtStart = true;
     m_hasLevels = false;
@@ -615,6 +631,16 @@ void LogTail::setFollowing(bool following)
     Q_EMIT followingChanged();
 }
 
+void LogTail::setInterval(int milliseconds)
+{
+    const int interval = std::max(milliseconds, kShortestIntervalMs);
+    if (interval == m_interval)
+        return;
+    m_interval = interval;
+    askReader();
+    Q_EMIT intervalChanged();
+}
+
 int LogTail::rowCount(const QModelIndex &parent) const
 {
     return parent.isValid() ? 0 : count();
@@ -652,7 +678,7 @@ QHash<int, QByteArray> LogTail::roleNames() const
 
 void LogTail::askReader()
 {
-    m_reader->ask(m_reader, {m_absolutePath, m_lowestLevel, m_isFollowing, m_generation});
+    m_reader->ask(m_reader, {m_absolutePath, m_lowestLevel, m_isFollowing, m_interval, m_generation});
 }
 
 void LogTail::takeBatch()
@@ -709,7 +735,7 @@ void LogTail::addRows(Rows rows, int retracted)
             return;
     }
 
-    const int excess = count() + static_cast<int>(rows.size()) - static_cast<int>(kMostRows);
+    const int excess = count() + static_cast<int>(rows.size()) - kMostRows;
     const int oldest = std::clamp(excess, 0, count());
     takeFront(std::max(excess - oldest, 0));
     if (oldest > 0) {

@@ -28,10 +28,10 @@
  * Texts can be shown as they are, as plain text. Bytes that are no UTF-8, control characters and the marks that turn
  * the direction of writing are replaced by U+FFFD, a tab by a blank.
  *
- * The file is read on a thread of its own, which looks at it every half second; no call waits for it. Rows that follow
- * are inserted at the end and removed from the front, in one go for each look, so that a view keeps its place. The
- * model is reset when another path or level is set, and when the file was replaced, truncated or written anew, or grew
- * by more than 16 MiB since the last look. The file is not kept open between two looks.
+ * The file is read on a thread of its own, which looks at it every half second (interval()); no call waits for it. Rows
+ * that follow are inserted at the end and removed from the front, in one go for each look, so that a view keeps its
+ * place. The model is reset when another path or level is set, and when the file was replaced, truncated or written
+ * anew, or grew by more than 16 MiB since the last look. The file is not kept open between two looks.
  *
  * Lives on one thread, usually the user interface's; all signals are sent there, and any slot may delete the model. The
  * destructor ends the reading thread, which takes less than a second even while a file on a dead medium can't be read.
@@ -42,6 +42,7 @@ class LogTail : public QAbstractListModel
     Q_PROPERTY(QString path READ path WRITE setPath NOTIFY pathChanged)
     Q_PROPERTY(Level lowestLevel READ lowestLevel WRITE setLowestLevel NOTIFY lowestLevelChanged)
     Q_PROPERTY(bool following READ isFollowing WRITE setFollowing NOTIFY followingChanged)
+    Q_PROPERTY(int interval READ interval WRITE setInterval NOTIFY intervalChanged)
     Q_PROPERTY(State state READ state NOTIFY stateChanged)
     Q_PROPERTY(bool atStart READ isAtStart NOTIFY stateChanged)
     Q_PROPERTY(bool hasLevels READ hasLevels NOTIFY stateChanged)
@@ -97,6 +98,11 @@ public:
     /** Switched on again, what the file has gained meanwhile is added. */
     void setFollowing(bool following);
 
+    /** How long the reading thread waits between two looks at the file, in milliseconds: 100 at least, 500 by default.
+     */
+    int interval() const { return m_interval; }
+    void setInterval(int milliseconds);
+
     /**
      * What the last look found. A file that can't be found or read any more leaves its rows in place; they are
      * replaced when there is a file again.
@@ -118,6 +124,7 @@ Q_SIGNALS:
     void pathChanged();
     void lowestLevelChanged();
     void followingChanged();
+    void intervalChanged();
     void stateChanged();
     void countChanged();
 
@@ -152,6 +159,7 @@ private:
     QString m_absolutePath;
     Level m_lowestLevel = Level::None;
     bool m_isFollowing = true;
+    int m_interval = 500;
     State m_state = State::Empty;
     bool m_isAtStart = true;
     bool m_hasLevels = false;

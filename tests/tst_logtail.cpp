@@ -19,6 +19,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/fanotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -66,6 +67,16 @@ QStringList texts(const LogTail &tail)
         result.append(tail.index(number).data(LogTail::TextRole).toString());
     return result;
 }
+
+/** A model that looks as often as it can. */
+struct Tail : LogTail
+{
+    explicit Tail(QObject *parent = nullptr)
+        : LogTail(parent)
+    {
+        setInterval(1);
+    }
+};
 
 /** The rows as a view has them that relies on the model's signals alone. */
 class View : public QObject
@@ -176,7 +187,7 @@ private Q_SLOTS:
         QFETCH(const QByteArray, bytes);
         QFETCH(const QStringList, rows);
         QVERIFY(write(path(), bytes));
-        LogTail tail;
+        Tail tail;
         tail.setPath(path());
         QTRY_COMPARE(tail.state(), LogTail::State::Ready);
         QStringList shown;
@@ -214,21 +225,21 @@ private Q_SLOTS:
         QFETCH(const LogTail::Level, level);
         QFETCH(const QStringList, firstAndLast);
         QVERIFY(write(path(), bytes));
-        LogTail tail;
+        Tail tail;
         tail.setLowestLevel(level);
         tail.setPath(path());
         QTRY_COMPARE_WITH_TIMEOUT(tail.state(), LogTail::State::Ready, 30000);
         QTEST(tail.count(), "count");
         QTEST(tail.isAtStart(), "atStart");
         const QStringList shown = texts(tail);
-        QCOMPARE(shown.constFirst().left(10), firstAndLast.constFirst());
+        QCOMPARE(shown.constFirst().section(QLatin1Char('\n'), 0, 0), firstAndLast.constFirst());
         QCOMPARE(shown.constLast(), firstAndLast.constLast());
     }
 
     void followsTheFile()
     {
         QVERIFY(write(path(), records(1, 3)));
-        LogTail tail;
+        Tail tail;
         View view(tail);
         tail.setPath(path());
         QTRY_COMPARE(tail.count(), 3);
@@ -237,10 +248,10 @@ private Q_SLOTS:
         // Cut anywhere: inside a head, inside a character, between a record and its further lines.
         QVERIFY(append(path(), "[2026-11-16 18:"));
         QTRY_COMPARE(view.shown, QStringList({"1"_q, "2"_q, "3\n\n[2026-11-16 18:"_q}));
-        QVERIFY(append(path(), "00:05] <Warning:> a.cpp 1: 4\xe2\x82"));
+        QVERIFY(append(path(), "00:05] <Warning:> a.cpp 1: 4\xe2"));
         QTRY_COMPARE(view.shown, QStringList({"1"_q, "2"_q, "3"_q, "4\uFFFD"_q}));
         QCOMPARE(tail.index(3).data(LogTail::LevelRole).toInt(), static_cast<int>(LogTail::Level::Warning));
-        QVERIFY(append(path(), "\xac\n\n"));
+        QVERIFY(append(path(), "\x82\xac\n\n"));
         QTRY_COMPARE(view.shown, QStringList({"1"_q, "2"_q, "3"_q, "4€"_q}));
         QVERIFY(append(path(), "b\n" + record("5")));
         QTRY_COMPARE(view.shown, QStringList({"1"_q, "2"_q, "3"_q, "4€\n\nb"_q, "5"_q}));
@@ -260,7 +271,7 @@ private Q_SLOTS:
     void filtersByLevel()
     {
         QVERIFY(write(path(), "x\n" + record("a\nb") + record("c", "Other") + record("d\ne", "Warning")));
-        LogTail tail;
+        Tail tail;
         View view(tail);
         tail.setPath(path());
         QTRY_COMPARE(view.shown, QStringList({"x"_q, "a\nb"_q, "c"_q, "d\ne"_q}));
@@ -280,9 +291,9 @@ private Q_SLOTS:
     void standsStillUnlessFollowing()
     {
         QVERIFY(write(path(), "a\n"));
-        LogTail tail;
+        Tail tail;
         View view(tail);
-        LogTail other;
+        Tail other;
         tail.setFollowing(false);
         tail.setPath(path());
         other.setPath(path());
@@ -314,7 +325,7 @@ private Q_SLOTS:
         QFETCH(const QByteArray, bytes);
         QFETCH(const QString, way);
         QVERIFY(write(path(), "a1\na2\n"));
-        LogTail tail;
+        Tail tail;
         View view(tail);
         tail.setPath(path());
         QTRY_COMPARE(tail.count(), 2);
@@ -330,7 +341,7 @@ private Q_SLOTS:
     void keepsTheRowsOfAFileThatIsGone()
     {
         QVERIFY(write(path(), "a\n"));
-        LogTail tail;
+        Tail tail;
         View view(tail);
         tail.setPath(path());
         QTRY_COMPARE(tail.count(), 1);
@@ -367,7 +378,7 @@ private Q_SLOTS:
             = {"none"_q, "dangling"_q, "loop"_q, "loop"_q, "file"_q, "link"_q, "/dev/zero"_q, "device"_q};
         for (int number = 0; number < links.size(); number += 2)
             QVERIFY(QFile::link(links.at(number), path(links.at(number + 1))));
-        LogTail tail;
+        Tail tail;
         tail.setPath(path(name));
         QTRY_VERIFY(tail.state() != LogTail::State::Loading);
         QTEST(tail.state(), "state");
@@ -381,7 +392,7 @@ private Q_SLOTS:
     void showsTheLastOfManyPaths()
     {
         QVERIFY(write(path("large"_q), QByteArray("x\n").repeated(kMebibyte * 8)) && write(path("b.log"_q), "b\n"));
-        LogTail tail;
+        Tail tail;
         View view(tail);
         for (int number = 0; number < 1000; ++number) {
             tail.setPath(path(number % 2 == 0 ? "large"_q : "b.log"_q));
@@ -425,7 +436,7 @@ private Q_SLOTS:
             const int number = cause == "growth of the full list"_q ? 2000 : 10;
             QVERIFY(write(path(), records(1, number).chopped(2)));
             const std::unique_ptr<QObject> owner(new QObject);
-            m_tail = new LogTail(owner.get());
+            m_tail = new Tail(owner.get());
             m_tail->setPath(path());
             QTRY_COMPARE(m_tail->count(), number);
             m_ending = isDeleted ? QString() : path("b.log"_q);
@@ -466,12 +477,14 @@ private Q_SLOTS:
                 QSKIP("Only root can make a file hang");
         }
         for (int delay = 0; delay < (hangs ? 1 : 10); ++delay) {
-            auto tail = std::make_unique<LogTail>();
+            auto tail = std::make_unique<Tail>();
             tail->setPath(path());
             fanotify_event_metadata event = {};
-            if (hangs)
-                QTRY_VERIFY(::read(guard, &event, sizeof event) > 0);
-            else
+            if (hangs) {
+                pollfd asked = {guard, POLLIN, 0};
+                QTRY_COMPARE(::poll(&asked, 1, 0), 1);
+                QVERIFY(::read(guard, &event, sizeof event) > 0);
+            } else
                 QTest::qWait(delay);
             QElapsedTimer timer;
             timer.start();
@@ -497,7 +510,7 @@ private Q_SLOTS:
     void agreesInTheEnd()
     {
         QFETCH(const int, way);
-        LogTail tail;
+        Tail tail;
         View view(tail);
         QVERIFY(write(path(), records(0, 9)));
         tail.setPath(path());
@@ -531,13 +544,13 @@ private Q_SLOTS:
         QVERIFY(isGood);
         QTRY_VERIFY(tail.count() > 0 && texts(tail).constLast() == "last"_q);
 
-        LogTail fresh;
+        Tail fresh;
         fresh.setPath(path());
         QTRY_COMPARE(fresh.state(), LogTail::State::Ready);
         QTRY_COMPARE(view.shown, texts(fresh));
         if (way == 0) {
             QCOMPARE(view.resets, 1);
-            QVERIFY2(insertions >= 2 && insertions <= 10, qPrintable(QString::number(insertions)));
+            QVERIFY2(insertions >= 2 && insertions <= 27, qPrintable(QString::number(insertions)));
         }
     }
 
