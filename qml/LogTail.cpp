@@ -36,9 +36,9 @@ constexpr int kLongestPlace = 200;
 // Enough for the longest text in UTF-8 and what stands before it in a record.
 constexpr std::size_t kLineBytes = 3 * kLongestText + 1024;
 
-constexpr qint64 kFirstWindowBytes = 256 * 1024;
-constexpr qint64 kLastWindowBytes = 16 * 1024 * 1024;
-constexpr std::size_t kBlockBytes = 64 * 1024;
+constexpr qint64 kFirstWindowBytes = 256LL * 1024;
+constexpr qint64 kLastWindowBytes = 16LL * 1024 * 1024;
+constexpr std::size_t kBlockBytes = std::size_t{64} * 1024;
 constexpr std::size_t kRememberedBytes = 256;
 
 constexpr int kShortestIntervalMs = 100;
@@ -154,17 +154,10 @@ class OpenFile
 public:
     explicit OpenFile(const QString &path)
     {
-        const QByteArray name = QFile::encodeName(path);
-        // Looked at before it is opened, since to open a device can start something.
-        if (path.contains(QChar(QChar::Null)))
+        const int error = open(QFile::encodeName(path));
+        if (error == ENOENT || error == ENOTDIR)
             m_state = LogTail::State::Missing;
-        else if (::stat(name.constData(), &m_info) != 0)
-            m_state = stateOf(errno);
-        else if (!S_ISREG(m_info.st_mode))
-            m_state = LogTail::State::Unreadable;
-        else if (m_fd = ::open(name.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); m_fd < 0)
-            m_state = stateOf(errno);
-        else if (::fstat(m_fd, &m_info) != 0 || !S_ISREG(m_info.st_mode))
+        else if (error != 0)
             m_state = LogTail::State::Unreadable;
     }
     ~OpenFile()
@@ -176,8 +169,8 @@ public:
 
     LogTail::State state() const { return m_state; }
     qint64 size() const { return m_info.st_size; }
-    bool isSameAs(dev_t device, ino_t number) const { return m_info.st_dev == device && m_info.st_ino == number; }
-    const struct stat &info() const { return m_info; }
+    /** Tells the file from any other that exists at the same time. */
+    std::pair<dev_t, ino_t> identity() const { return {m_info.st_dev, m_info.st_ino}; }
 
     /** How many bytes were read, 0 at the file's end, -1 if it can't be read. */
     qint64 read(char *to, std::size_t size, qint64 offset) const
@@ -190,9 +183,20 @@ public:
     }
 
 private:
-    static LogTail::State stateOf(int error)
+    // Returns 0 or the error's number.
+    int open(const QByteArray &name)
     {
-        return error == ENOENT || error == ENOTDIR ? LogTail::State::Missing : LogTail::State::Unreadable;
+        if (name.contains('\0'))
+            return ENOENT;
+        // Looked at before it is opened, since to open a device can start something.
+        if (::stat(name.constData(), &m_info) != 0)
+            return errno;
+        if (!S_ISREG(m_info.st_mode))
+            return EINVAL;
+        m_fd = ::open(name.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        if (m_fd < 0 || ::fstat(m_fd, &m_info) != 0)
+            return errno;
+        return S_ISREG(m_info.st_mode) ? 0 : EINVAL;
     }
 
     LogTail::State m_state = LogTail::State::Ready;
@@ -480,8 +484,7 @@ private:
     // Whether the file is the one that was read before, with nothing but new bytes after those that were read.
     bool isContinuedBy(const OpenFile &file) const
     {
-        if (!m_parser || !file.isSameAs(m_device, m_number) || file.size() < m_end
-            || file.size() - m_end > kLastWindowBytes)
+        if (!m_parser || file.identity() != m_identity || file.size() < m_end || file.size() - m_end > kLastWindowBytes)
             return false;
         char bytes[kRememberedBytes];
         const auto size = static_cast<qint64>(m_lastBytes.size());
@@ -499,8 +502,7 @@ private:
     // Reads more and more of the file's end until there are rows enough.
     bool readEnd(const OpenFile &file, const Request &request)
     {
-        m_device = file.info().st_dev;
-        m_number = file.info().st_ino;
+        m_identity = file.identity();
         const bool isLog = beginsWithRecord(file);
         for (qint64 window = kFirstWindowBytes;; window *= 4) {
             const bool isWhole = window >= file.size();
@@ -543,8 +545,7 @@ private:
         if (m_model == nullptr)
             return;
         if (!m_batch)
-            QMetaObject::invokeMethod(
-                m_model, [model = m_model] { model->takeBatch(); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(m_model, "takeBatch", Qt::QueuedConnection);
         if (m_batch && m_batch->generation == batch.generation && !batch.replaces)
             m_batch->add(std::move(batch));
         else
@@ -566,8 +567,7 @@ private:
     // The reading thread's own:
     State m_state = State::Empty;
     std::optional<Parser> m_parser;
-    dev_t m_device = 0;
-    ino_t m_number = 0;
+    std::pair<dev_t, ino_t> m_identity;
     qint64 m_end = 0;
     std::string m_lastBytes;
     int m_openNumber = 0;

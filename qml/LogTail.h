@@ -150,7 +150,7 @@ private:
     using Rows = std::deque<Row>;
 
     void askReader();
-    void takeBatch();
+    Q_INVOKABLE void takeBatch();
     void replaceRows(Rows rows);
     void addRows(Rows rows, int retracted);
     void removeFrom(int row, int number);

@@ -161,8 +161,9 @@ private Q_SLOTS:
                                                     "0|||[2026-11-16 18:00:05] "_q};
         QTest::newRow("control characters") << record(QByteArray("a\0\x1b[31m\x7f\xc2\x85z", 11))
                                             << QStringList{head + "a\uFFFD\uFFFD[31m\uFFFD\uFFFDz"_q};
-        QTest::newRow("separators and marks of direction") << record("a\xe2\x80\xa8\xe2\x80\xae\xe2\x81\xa6\xd8\x9cz")
-                                                           << QStringList{head + "a\uFFFD\uFFFD\uFFFD\uFFFDz"_q};
+        QTest::newRow("separators and marks of direction")
+            << record("a" + QByteArray::fromHex("e280a8e280aee281a6d89c") + "z")
+            << QStringList{head + "a\uFFFD\uFFFD\uFFFD\uFFFDz"_q};
         QTest::newRow("no UTF-8") << record("a\xff\xed\xa0\x80z\xc3")
                                   << QStringList{head + "a\uFFFD\uFFFD\uFFFD\uFFFDz\uFFFD"_q};
         QTest::newRow("2,000 characters") << record(QByteArray(2000, 'x')) << QStringList{head + "x"_q.repeated(2000)};
@@ -473,8 +474,10 @@ private Q_SLOTS:
         if (hangs) {
             // As long as the guard doesn't answer, nobody's call of open() returns.
             guard = ::fanotify_init(FAN_CLASS_CONTENT | FAN_CLOEXEC | FAN_NONBLOCK, O_RDONLY);
-            if (guard < 0 || ::fanotify_mark(guard, FAN_MARK_ADD, FAN_OPEN_PERM, AT_FDCWD, qPrintable(path())) != 0)
-                QSKIP("Only root can make a file hang");
+            if (guard < 0 || ::fanotify_mark(guard, FAN_MARK_ADD, FAN_OPEN_PERM, AT_FDCWD, qPrintable(path())) != 0) {
+                QTest::qSkip("Only root can make a file hang", __FILE__, __LINE__);
+                return;
+            }
         }
         for (int delay = 0; delay < (hangs ? 1 : 10); ++delay) {
             auto tail = std::make_unique<Tail>();
