@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -476,7 +477,7 @@ private:
             batch.retracted = batch.replaces ? 0 : m_openNumber;
             batch.rows = m_parser->takeRows(m_openNumber);
             batch.isComplete = m_parser->isComplete();
-            batch.hasLevels = m_parser->hasLevels();
+            batch.hasLevels = m_isLog || m_parser->hasLevels();
         }
         deliver(std::move(batch));
     }
@@ -503,7 +504,7 @@ private:
     bool readEnd(const OpenFile &file, const Request &request)
     {
         m_identity = file.identity();
-        const bool isLog = beginsWithRecord(file);
+        m_isLog = beginsWithRecord(file);
         for (qint64 window = kFirstWindowBytes;; window *= 4) {
             const bool isWhole = window >= file.size();
             m_parser.emplace(request.lowestLevel, isWhole);
@@ -513,7 +514,7 @@ private:
             if (!readOn(file, request))
                 return false;
             // In a log, lines without a record before them are the rest of one that is longer than the window.
-            const bool isEnough = m_parser->isFull() && (m_parser->hasLevels() || !isLog);
+            const bool isEnough = m_parser->isFull() && (m_parser->hasLevels() || !m_isLog);
             if (isWhole || isEnough || window >= kLastWindowBytes)
                 return true;
         }
@@ -568,6 +569,7 @@ private:
     State m_state = State::Empty;
     std::optional<Parser> m_parser;
     std::pair<dev_t, ino_t> m_identity;
+    bool m_isLog = false;
     qint64 m_end = 0;
     std::string m_lastBytes;
     int m_openNumber = 0;
@@ -686,15 +688,17 @@ void LogTail::takeBatch()
     std::optional<Batch> batch = m_reader->takeBatch();
     if (!batch || batch->generation != m_generation)
         return;
+    const QPointer<LogTail> self(this);
+    const auto properties = [this] { return std::make_tuple(m_state, m_isAtStart, m_hasLevels); };
+    const auto formerProperties = properties();
     m_state = batch->state;
     m_isAtStart = batch->isComplete && (batch->replaces || m_isAtStart);
     m_hasLevels = batch->hasLevels || (!batch->replaces && m_hasLevels);
-    const QPointer<LogTail> self(this);
     if (batch->replaces)
         replaceRows(std::move(batch->rows));
     else
         addRows(std::move(batch->rows), batch->retracted);
-    if (self)
+    if (self && properties() != formerProperties)
         Q_EMIT stateChanged();
 }
 
