@@ -62,7 +62,7 @@ public:
 
     enum class State {
         Empty, ///< no path is set
-        Loading, ///< path or level were set, and the file has not been read yet
+        Loading, ///< path or level were set, and the file has not been read yet; lasts while its medium doesn't answer
         Ready, ///< the rows are those of the file; there are none if it is empty or no record is grave enough
         Missing, ///< there is no file at the path
         Unreadable ///< it can't be read, or is no regular file but a folder, FIFO or device; such are never opened
