@@ -1,11 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Brindlecast developers
 // SPDX-License-Identifier: MIT
 
-// Runs tst_exportscreen.qml against the screen of the export example.
+// Runs tst_exportscreen.qml against the QML module.
 
 #include "support/TestSupport.h"
-
-#include <ScreenTypes.h>
 
 #include <Brindlecast/QtDebugLogger.h>
 
@@ -75,7 +73,7 @@ public:
     Q_INVOKABLE bool flushLog() { return QtDebugLogger::getInstance()->flush(5000); }
 
 public Q_SLOTS: // Called by Qt Quick Test.
-    void applicationAvailable() { setUpScreen(), QtDebugLogger::getInstance()->setLogCategoryEnabled(true, 1); }
+    void applicationAvailable() { QtDebugLogger::getInstance()->setLogCategoryEnabled(true, 1); }
     void qmlEngineAvailable(QQmlEngine *engine) { engine->rootContext()->setContextProperty("disk"_q, this); }
 
 private:

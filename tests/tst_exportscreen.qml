@@ -3,8 +3,7 @@
 
 import QtQuick 2.15
 import QtTest 1.15
-import Brindlecast.ExportScreen 1.0
-import "qrc:/export-screen"
+import Brindlecast 1.0
 
 Item {
     id: root
@@ -15,12 +14,7 @@ Item {
     Component {
         id: screenComponent
 
-        ExportScreen {
-            id: exportScreen
-
-            anchors.fill: parent
-            screen: LogScreen { id: backEnd }
-        }
+        LogExportScreen { anchors.fill: parent }
     }
 
     TestCase {

@@ -3,7 +3,7 @@
 
 import QtQuick 2.15
 import QtQuick.Layouts 1.15
-import Brindlecast.ExportScreen 1.0
+import Brindlecast 1.0
 
 // Where the selection goes, and how the export is getting on.
 Rectangle {

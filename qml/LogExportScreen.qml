@@ -4,13 +4,15 @@
 import QtQuick 2.15
 import QtQuick.Controls 2.15
 import QtQuick.Layouts 1.15
-import Brindlecast.ExportScreen 1.0
+import Brindlecast 1.0
 
-// The whole screen, laid out for 800x480. `screen` is a LogScreen.
+// The whole screen, laid out for 800x480. `screen` is a LogExport.
 Rectangle {
     id: root
 
-    required property var screen
+    property alias destination: backEnd.destination
+    property alias logFolder: backEnd.logFolder
+    readonly property var screen: LogExport { id: backEnd }
 
     implicitWidth: 800
     implicitHeight: 480

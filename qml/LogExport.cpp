@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Brindlecast developers
 // SPDX-License-Identifier: MIT
 
-#include "LogScreen.h"
+#include "LogExport.h"
 
 #include <Brindlecast/DiskSpaceChecker.h>
 #include <Brindlecast/QtDebugLogger.h>
@@ -53,7 +53,7 @@ QString fileName(const CommonListViewModelPointer &files, int row)
 
 } // namespace
 
-LogScreen::LogScreen(QObject *parent)
+LogExport::LogExport(QObject *parent)
     : QObject(parent)
     , m_logs(nullptr)
     , m_logFolder(m_logs.currentFolderPath())
@@ -61,15 +61,15 @@ LogScreen::LogScreen(QObject *parent)
     m_logs.setSortType(QDir::Time);
 
     // Connected before any view is, so that bindings see the marks as they were put back.
-    connect(files(), &CommonListViewModel::countUpdated, this, &LogScreen::onRowsReplaced);
-    connect(&m_logs, &ExportLogViewModel::selectedNumberChangedSignal, this, &LogScreen::onSelectionChanged);
+    connect(files(), &CommonListViewModel::countUpdated, this, &LogExport::onRowsReplaced);
+    connect(&m_logs, &ExportLogViewModel::selectedNumberChangedSignal, this, &LogExport::onSelectionChanged);
     connect(&m_logs, &ExportLogViewModel::logOutputEnabledChangedSignal, this, [this] {
         if (m_logs.isLogging())
             QtDebugLogger::getInstance()->enableOutputFile();
         else
             QtDebugLogger::getInstance()->disableOutputFile();
     });
-    connect(this, &LogScreen::destinationChanged, this, &LogScreen::selectionFitsChanged);
+    connect(this, &LogExport::destinationChanged, this, &LogExport::selectionFitsChanged);
     connect(&m_job, &ExportJob::stateChanged, this, [this] {
         if (m_job.state() == ExportJob::State::Finished) {
             m_destinationKey.clear();
@@ -77,14 +77,14 @@ LogScreen::LogScreen(QObject *parent)
         }
     });
 
-    connect(&m_lookTimer, &QTimer::timeout, this, &LogScreen::lookAround);
+    connect(&m_lookTimer, &QTimer::timeout, this, &LogExport::lookAround);
     // First of all after the properties that QML sets have arrived.
     m_lookTimer.start(0s);
-    connect(&m_sizeTimer, &QTimer::timeout, this, &LogScreen::reloadGrownLogs);
+    connect(&m_sizeTimer, &QTimer::timeout, this, &LogExport::reloadGrownLogs);
     m_sizeTimer.start(kSizeInterval);
 }
 
-void LogScreen::setLogFolder(const QString &folder)
+void LogExport::setLogFolder(const QString &folder)
 {
     if (folder == m_logFolder)
         return;
@@ -95,7 +95,7 @@ void LogScreen::setLogFolder(const QString &folder)
     Q_EMIT logFolderChanged();
 }
 
-void LogScreen::setSortOrder(SortOrder order)
+void LogExport::setSortOrder(SortOrder order)
 {
     if (order == m_sortOrder)
         return;
@@ -114,7 +114,7 @@ void LogScreen::setSortOrder(SortOrder order)
     Q_EMIT sortOrderChanged();
 }
 
-void LogScreen::setDestination(const QString &folder)
+void LogExport::setDestination(const QString &folder)
 {
     if (folder == m_destination)
         return;
@@ -123,13 +123,13 @@ void LogScreen::setDestination(const QString &folder)
     Q_EMIT destinationChanged();
 }
 
-bool LogScreen::selectionFits()
+bool LogExport::selectionFits()
 {
     QStringList selected;
     return m_freeBytes < 0 || m_logs.getSelectedLogs(selected) <= m_freeBytes;
 }
 
-void LogScreen::toggle(int row)
+void LogExport::toggle(int row)
 {
     bool selected = false;
     if (!m_logs.isItemSelected(row, selected))
@@ -141,19 +141,19 @@ void LogScreen::toggle(int row)
         m_logs.setSelected(row);
 }
 
-void LogScreen::selectAll()
+void LogExport::selectAll()
 {
     m_marks.clear();
     m_logs.setAllSelected();
 }
 
-void LogScreen::selectNone()
+void LogExport::selectNone()
 {
     m_marks.clear();
     m_logs.setNoneSelected();
 }
 
-void LogScreen::exportSelected()
+void LogExport::exportSelected()
 {
     QStringList paths;
     m_logs.getSelectedLogs(paths);
@@ -161,22 +161,22 @@ void LogScreen::exportSelected()
     m_job.start(paths, m_destinationFolder);
 }
 
-void LogScreen::toggleLogging()
+void LogExport::toggleLogging()
 {
     m_logs.toggleLogging();
 }
 
-QString LogScreen::sizeOf(const QString &fileName)
+QString LogExport::sizeOf(const QString &fileName)
 {
     return details(fileName).size;
 }
 
-QString LogScreen::dateOf(const QString &fileName)
+QString LogExport::dateOf(const QString &fileName)
 {
     return details(fileName).date;
 }
 
-QString LogScreen::sizeText(qint64 bytes) const
+QString LogExport::sizeText(qint64 bytes) const
 {
     if (bytes < 0)
         return {};
@@ -186,19 +186,19 @@ QString LogScreen::sizeText(qint64 bytes) const
         .replace(QLatin1String("kB"), QLatin1String("KB"));
 }
 
-LogScreen::Details LogScreen::readDetails(const QString &fileName) const
+LogExport::Details LogExport::readDetails(const QString &fileName) const
 {
     const QFileInfo info(QDir(m_logFolder), fileName);
     return {sizeText(info.size()), QLocale().toString(info.lastModified(), QStringLiteral("d MMM yyyy, HH:mm"))};
 }
 
-LogScreen::Details LogScreen::details(const QString &fileName)
+LogExport::Details LogExport::details(const QString &fileName)
 {
     const auto found = m_details.constFind(fileName);
     return found != m_details.cend() ? *found : *m_details.insert(fileName, readDetails(fileName));
 }
 
-void LogScreen::onRowsReplaced()
+void LogExport::onRowsReplaced()
 {
     // Every listing begins with an empty list; the rows that follow are shown with what the files hold now.
     m_listed = true;
@@ -206,7 +206,7 @@ void LogScreen::onRowsReplaced()
         m_details.clear();
 }
 
-void LogScreen::onSelectionChanged()
+void LogExport::onSelectionChanged()
 {
     if (m_listed) {
         m_listed = false;
@@ -215,7 +215,7 @@ void LogScreen::onSelectionChanged()
     Q_EMIT selectionFitsChanged();
 }
 
-void LogScreen::restoreMarks()
+void LogExport::restoreMarks()
 {
     const QHash<QString, bool> marks = m_marks;
     m_marks.clear();
@@ -232,14 +232,14 @@ void LogScreen::restoreMarks()
     }
 }
 
-void LogScreen::lookAround()
+void LogExport::lookAround()
 {
     lookAtLogFolder();
     lookAtDestination();
     m_lookTimer.start(kLookInterval);
 }
 
-void LogScreen::lookAtLogFolder()
+void LogExport::lookAtLogFolder()
 {
     const QString key = folderKey(m_logFolder);
     if (key == m_logFolderKey)
@@ -249,7 +249,7 @@ void LogScreen::lookAtLogFolder()
     Q_EMIT logFolderChanged();
 }
 
-void LogScreen::lookAtDestination()
+void LogExport::lookAtDestination()
 {
     if (m_job.isActive())
         return;
@@ -263,7 +263,7 @@ void LogScreen::lookAtDestination()
     Q_EMIT destinationChanged();
 }
 
-void LogScreen::reloadGrownLogs()
+void LogExport::reloadGrownLogs()
 {
     if (m_scrolling || m_job.isActive() || !logFolderFound())
         return;

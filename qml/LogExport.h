@@ -11,6 +11,7 @@
 #include <QHash>
 #include <QObject>
 #include <QTimer>
+#include <qqml.h>
 
 /**
  * What the export screen's QML needs beside the library's own objects: it passes taps on to the list, knows size and
@@ -19,9 +20,10 @@
  * The list forgets its marks whenever it lists its folder again, which happens as soon as a log is rolled. A person
  * who is choosing must not lose the choice by that, so the marks that were tapped are kept here by name and put back.
  */
-class LogScreen : public QObject
+class LogExport : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(ExportLogViewModel *logs READ logs CONSTANT)
     Q_PROPERTY(CommonListViewModel *files READ files CONSTANT)
     Q_PROPERTY(ExportJob *job READ job CONSTANT)
@@ -45,7 +47,7 @@ public:
     enum class SortOrder { NewestFirst, OldestFirst, LargestFirst };
     Q_ENUM(SortOrder)
 
-    explicit LogScreen(QObject *parent = nullptr);
+    explicit LogExport(QObject *parent = nullptr);
 
     ExportLogViewModel *logs() { return &m_logs; }
     CommonListViewModel *files() const { return m_logs.fileListViewModel().data(); }

@@ -4,7 +4,7 @@
 import QtQuick 2.15
 import QtQuick.Controls 2.15
 import QtQuick.Layouts 1.15
-import Brindlecast.ExportScreen 1.0
+import Brindlecast 1.0
 
 // The logs of the folder, with what is needed to choose among them.
 Rectangle {
