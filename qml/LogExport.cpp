@@ -3,14 +3,17 @@
 
 #include "LogExport.h"
 
+#include "SizeText.h"
+
 #include <Brindlecast/DiskSpaceChecker.h>
 #include <Brindlecast/QtDebugLogger.h>
 
+#include <QDateTime>
+#include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonObject>
-#include <QLocale>
+#include <QSignalBlocker>
 #include <QStorageInfo>
 
 #include <chrono>
@@ -35,6 +38,11 @@ QString folderKey(const QString &path)
     return QStringLiteral("%1:%2:%3").arg(info.st_dev).arg(info.st_ino).arg(birth);
 }
 
+bool isVolume(const QString &folder)
+{
+    return QStorageInfo(folder).rootPath() == QFileInfo(folder).canonicalFilePath();
+}
+
 QString firstRemovableVolume()
 {
     const auto volumes = QStorageInfo::mountedVolumes();
@@ -46,34 +54,28 @@ QString firstRemovableVolume()
     return {};
 }
 
-QString fileName(const CommonListViewModelPointer &files, int row)
-{
-    return files->get(row).value(QLatin1String("file_name")).toString();
-}
-
 } // namespace
 
 LogExport::LogExport(QObject *parent)
     : QObject(parent)
     , m_logs(nullptr)
+    , m_files(m_logs)
     , m_logFolder(m_logs.currentFolderPath())
 {
     m_logs.setSortType(QDir::Time);
 
-    // Connected before any view is, so that bindings see the marks as they were put back.
-    connect(files(), &CommonListViewModel::countUpdated, this, &LogExport::onRowsReplaced);
-    connect(&m_logs, &ExportLogViewModel::selectedNumberChangedSignal, this, &LogExport::onSelectionChanged);
-    connect(&m_logs, &ExportLogViewModel::logOutputEnabledChangedSignal, this, [this] {
-        if (m_logs.isLogging())
-            QtDebugLogger::getInstance()->enableOutputFile();
-        else
-            QtDebugLogger::getInstance()->disableOutputFile();
+    connect(m_logs.fileListViewModel().data(), &CommonListViewModel::countUpdated, this, [this] {
+        m_isListed = true;
+        m_files.forgetDetails();
     });
-    connect(this, &LogExport::destinationChanged, this, &LogExport::selectionFitsChanged);
+    connect(&m_logs, &ExportLogViewModel::selectedNumberChangedSignal, this, &LogExport::onSelectionChanged);
+    connect(&m_logs, &ExportLogViewModel::logOutputEnabledChangedSignal, this, &LogExport::loggingChanged);
+    connect(this, &LogExport::destinationFolderChanged, this, &LogExport::selectionChanged);
     connect(&m_job, &ExportJob::stateChanged, this, [this] {
+        // The copies took space, or the stick has gone meanwhile.
         if (m_job.state() == ExportJob::State::Finished) {
-            m_destinationKey.clear();
             lookAtDestination();
+            readDestination();
         }
     });
 
@@ -89,10 +91,11 @@ void LogExport::setLogFolder(const QString &folder)
     if (folder == m_logFolder)
         return;
     m_logFolder = folder;
-    m_logFolderKey.clear();
     m_marks.clear();
-    lookAtLogFolder();
     Q_EMIT logFolderChanged();
+    m_logFolderKey.clear();
+    lookAtLogFolder();
+    Q_EMIT logFolderFoundChanged();
 }
 
 void LogExport::setSortOrder(SortOrder order)
@@ -114,117 +117,138 @@ void LogExport::setSortOrder(SortOrder order)
     Q_EMIT sortOrderChanged();
 }
 
+void LogExport::setScrolling(bool isScrolling)
+{
+    if (isScrolling == m_isScrolling)
+        return;
+    m_isScrolling = isScrolling;
+    Q_EMIT scrollingChanged();
+}
+
+int LogExport::selectedCount()
+{
+    return m_logs.selectedNumberStr().toInt();
+}
+
+QString LogExport::selectedSize() const
+{
+    return sizeText(m_selectedBytes);
+}
+
+bool LogExport::selectionFits() const
+{
+    return m_freeBytes < 0 || m_selectedBytes <= m_freeBytes;
+}
+
 void LogExport::setDestination(const QString &folder)
 {
     if (folder == m_destination)
         return;
     m_destination = folder;
-    lookAtDestination();
     Q_EMIT destinationChanged();
+    lookAtDestination();
 }
 
-bool LogExport::selectionFits()
+void LogExport::setDestinationMustBeVolume(bool mustBe)
 {
-    QStringList selected;
-    return m_freeBytes < 0 || m_logs.getSelectedLogs(selected) <= m_freeBytes;
+    if (mustBe == m_destinationMustBeVolume)
+        return;
+    m_destinationMustBeVolume = mustBe;
+    Q_EMIT destinationChanged();
+    lookAtDestination();
+}
+
+QString LogExport::freeSpace() const
+{
+    return sizeText(m_freeBytes);
+}
+
+void LogExport::setLogging(bool logging)
+{
+    if (logging == m_logs.isLogging())
+        return;
+    if (logging)
+        QtDebugLogger::getInstance()->enableOutputFile();
+    else
+        QtDebugLogger::getInstance()->disableOutputFile();
+    m_logs.toggleLogging();
 }
 
 void LogExport::toggle(int row)
 {
+    m_files.update();
     bool selected = false;
     if (!m_logs.isItemSelected(row, selected))
         return;
-    m_marks.insert(fileName(m_logs.fileListViewModel(), row), !selected);
+    m_marks.insert(m_files.nameAt(row), !selected);
     if (selected)
         m_logs.setUnselected(row);
     else
         m_logs.setSelected(row);
+    m_files.updateMark(row);
 }
 
 void LogExport::selectAll()
 {
     m_marks.clear();
     m_logs.setAllSelected();
+    m_files.update();
 }
 
 void LogExport::selectNone()
 {
     m_marks.clear();
     m_logs.setNoneSelected();
+    m_files.update();
 }
 
-void LogExport::exportSelected()
+bool LogExport::exportSelected()
 {
+    lookAtDestination();
     QStringList paths;
     m_logs.getSelectedLogs(paths);
+    if (!m_job.start(paths, m_destinationFolder))
+        return false;
     qInfo() << "Export of" << paths.size() << "logs to" << m_destinationFolder;
-    m_job.start(paths, m_destinationFolder);
+    return true;
 }
 
-void LogExport::toggleLogging()
+QString LogExport::pathOf(const QString &fileName) const
 {
-    m_logs.toggleLogging();
+    return QDir(m_logFolder).filePath(fileName);
 }
 
-QString LogExport::sizeOf(const QString &fileName)
+QString LogExport::textOfSize(qint64 bytes) const
 {
-    return details(fileName).size;
-}
-
-QString LogExport::dateOf(const QString &fileName)
-{
-    return details(fileName).date;
-}
-
-QString LogExport::sizeText(qint64 bytes) const
-{
-    if (bytes < 0)
-        return {};
-    // The list model writes KB.
-    return QLocale()
-        .formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat)
-        .replace(QLatin1String("kB"), QLatin1String("KB"));
-}
-
-LogExport::Details LogExport::readDetails(const QString &fileName) const
-{
-    const QFileInfo info(QDir(m_logFolder), fileName);
-    return {sizeText(info.size()), QLocale().toString(info.lastModified(), QStringLiteral("d MMM yyyy, HH:mm"))};
-}
-
-LogExport::Details LogExport::details(const QString &fileName)
-{
-    const auto found = m_details.constFind(fileName);
-    return found != m_details.cend() ? *found : *m_details.insert(fileName, readDetails(fileName));
-}
-
-void LogExport::onRowsReplaced()
-{
-    // Every listing begins with an empty list; the rows that follow are shown with what the files hold now.
-    m_listed = true;
-    if (files()->count() == 0)
-        m_details.clear();
+    return sizeText(bytes);
 }
 
 void LogExport::onSelectionChanged()
 {
-    if (m_listed) {
-        m_listed = false;
+    if (m_isListed) {
+        m_isListed = false;
         restoreMarks();
+        m_files.update();
     }
-    Q_EMIT selectionFitsChanged();
+    QStringList paths;
+    m_selectedBytes = m_logs.getSelectedLogs(paths);
+    Q_EMIT selectionChanged();
 }
 
 void LogExport::restoreMarks()
 {
+    if (m_marks.isEmpty())
+        return;
     const QHash<QString, bool> marks = m_marks;
     m_marks.clear();
-    for (int row = 0; row < files()->count(); ++row) {
-        const QString name = fileName(m_logs.fileListViewModel(), row);
-        const auto mark = marks.constFind(name);
+    m_files.update();
+    // The caller tells once for all of them.
+    const QSignalBlocker blocker(m_logs);
+    for (int row = 0; row < m_files.count(); ++row) {
+        const auto mark = marks.constFind(m_files.nameAt(row));
         if (mark == marks.cend())
             continue;
-        m_marks.insert(name, *mark);
+        m_marks.insert(mark.key(), *mark);
         if (*mark)
             m_logs.setSelected(row);
         else
@@ -246,31 +270,34 @@ void LogExport::lookAtLogFolder()
         return;
     m_logFolderKey = key;
     m_logs.setCurrentFolder(m_logFolder);
-    Q_EMIT logFolderChanged();
+    Q_EMIT logFolderFoundChanged();
 }
 
 void LogExport::lookAtDestination()
 {
     if (m_job.isActive())
         return;
-    const QString folder = m_destination.isEmpty() ? firstRemovableVolume() : m_destination;
-    const QString key = folderKey(folder);
+    QString folder = m_destination.isEmpty() ? firstRemovableVolume() : m_destination;
+    QString key = folderKey(folder);
+    if (key.isEmpty() || (m_destinationMustBeVolume && !isVolume(folder))) {
+        folder.clear();
+        key.clear();
+    }
     if (key == m_destinationKey && folder == m_destinationFolder)
         return;
     m_destinationFolder = folder;
     m_destinationKey = key;
-    m_freeBytes = key.isEmpty() ? -1 : DiskSpaceChecker(nullptr).getFreeDisk(folder);
-    Q_EMIT destinationChanged();
+    readDestination();
+}
+
+void LogExport::readDestination()
+{
+    m_freeBytes = m_destinationFolder.isEmpty() ? -1 : DiskSpaceChecker(nullptr).getFreeDisk(m_destinationFolder);
+    Q_EMIT destinationFolderChanged();
 }
 
 void LogExport::reloadGrownLogs()
 {
-    if (m_scrolling || m_job.isActive() || !logFolderFound())
-        return;
-    for (auto shown = m_details.cbegin(); shown != m_details.cend(); ++shown) {
-        if (readDetails(shown.key()).size != shown->size) {
-            m_logs.setCurrentFolder(m_logFolder);
-            return;
-        }
-    }
+    if (!m_isScrolling && !m_job.isActive() && isLogFolderFound() && m_files.hasGrown())
+        m_logs.setCurrentFolder(m_logFolder);
 }

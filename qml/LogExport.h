@@ -3,45 +3,65 @@
 
 #pragma once
 
-#include <Brindlecast/CommonListViewModel.h>
+#include "LogFiles.h"
+
 #include <Brindlecast/ExportJob.h>
 #include <Brindlecast/ExportLogViewModel.h>
 
-#include <QDateTime>
 #include <QHash>
 #include <QObject>
+#include <QString>
 #include <QTimer>
 #include <qqml.h>
 
 /**
- * What the export screen's QML needs beside the library's own objects: it passes taps on to the list, knows size and
- * date of each row, watches the destination, and starts the export.
+ * All that stands behind a screen on which a user exports logs: the listed files with their marks, the place to copy
+ * them to, and the job that copies them. LogExportScreen has one; a host that lays out a screen of its own makes one
+ * and gives it to each part.
  *
- * The list forgets its marks whenever it lists its folder again, which happens as soon as a log is rolled. A person
- * who is choosing must not lose the choice by that, so the marks that were tapped are kept here by name and put back.
+ * Marks belong to file names and outlast a new listing, which comes as soon as a log is begun or deleted. The list is
+ * also read anew every five seconds if a log that is shown has grown, but not while a finger moves it. The folder of
+ * the logs and the destination are looked at once a second, so both may appear and disappear at any time.
+ *
+ * Lives on the user-interface thread. The destructor cancels a running job.
  */
 class LogExport : public QObject
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(ExportLogViewModel *logs READ logs CONSTANT)
-    Q_PROPERTY(CommonListViewModel *files READ files CONSTANT)
+    Q_PROPERTY(LogFiles *files READ files CONSTANT)
     Q_PROPERTY(ExportJob *job READ job CONSTANT)
 
     /** The folder listed; the library's log directory by default. */
     Q_PROPERTY(QString logFolder READ logFolder WRITE setLogFolder NOTIFY logFolderChanged)
-    Q_PROPERTY(bool logFolderFound READ logFolderFound NOTIFY logFolderChanged)
+    Q_PROPERTY(bool logFolderFound READ isLogFolderFound NOTIFY logFolderFoundChanged)
     Q_PROPERTY(SortOrder sortOrder READ sortOrder WRITE setSortOrder NOTIFY sortOrderChanged)
     /** True while a finger moves the list: it is then not reloaded for the sake of new sizes. */
-    Q_PROPERTY(bool scrolling MEMBER m_scrolling)
+    Q_PROPERTY(bool scrolling READ isScrolling WRITE setScrolling NOTIFY scrollingChanged)
+
+    /** How many logs are marked, and what they take, such as "1.3 MB". */
+    Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged)
+    Q_PROPERTY(QString selectedSize READ selectedSize NOTIFY selectionChanged)
+    /** False when the marked logs are larger than the free space of the destination. */
+    Q_PROPERTY(bool selectionFits READ selectionFits NOTIFY selectionChanged)
 
     /** The folder to copy to. When empty, the first volume mounted below /media or /run/media is taken. */
     Q_PROPERTY(QString destination READ destination WRITE setDestination NOTIFY destinationChanged)
-    Q_PROPERTY(QString destinationFolder READ destinationFolder NOTIFY destinationChanged)
-    Q_PROPERTY(bool destinationFound READ destinationFound NOTIFY destinationChanged)
-    Q_PROPERTY(QString freeSpaceStr READ freeSpaceStr NOTIFY destinationChanged)
-    /** False when the selected logs are larger than the free space of the destination. */
-    Q_PROPERTY(bool selectionFits READ selectionFits NOTIFY selectionFitsChanged)
+    /**
+     * Whether the folder `destination` must be the place where a volume is mounted; false by default. When true, the
+     * empty mount point that a stick leaves is not taken for a stick.
+     */
+    Q_PROPERTY(bool destinationMustBeVolume READ destinationMustBeVolume WRITE setDestinationMustBeVolume NOTIFY
+                   destinationChanged)
+    /** The folder that the next export copies to; empty while there is none. */
+    Q_PROPERTY(QString destinationFolder READ destinationFolder NOTIFY destinationFolderChanged)
+    Q_PROPERTY(QString freeSpace READ freeSpace NOTIFY destinationFolderChanged)
+
+    /**
+     * Whether the host's messages are written to log files; setting it switches QtDebugLogger on or off. True by
+     * default, which switches nothing.
+     */
+    Q_PROPERTY(bool logging READ isLogging WRITE setLogging NOTIFY loggingChanged)
 
 public:
     enum class SortOrder { NewestFirst, OldestFirst, LargestFirst };
@@ -49,62 +69,71 @@ public:
 
     explicit LogExport(QObject *parent = nullptr);
 
-    ExportLogViewModel *logs() { return &m_logs; }
-    CommonListViewModel *files() const { return m_logs.fileListViewModel().data(); }
+    LogFiles *files() { return &m_files; }
     ExportJob *job() { return &m_job; }
 
     QString logFolder() const { return m_logFolder; }
     void setLogFolder(const QString &folder);
-    bool logFolderFound() const { return !m_logFolderKey.isEmpty(); }
+    bool isLogFolderFound() const { return !m_logFolderKey.isEmpty(); }
 
     SortOrder sortOrder() const { return m_sortOrder; }
     void setSortOrder(SortOrder order);
 
+    bool isScrolling() const { return m_isScrolling; }
+    void setScrolling(bool isScrolling);
+
+    int selectedCount();
+    QString selectedSize() const;
+    bool selectionFits() const;
+
     QString destination() const { return m_destination; }
     void setDestination(const QString &folder);
+    bool destinationMustBeVolume() const { return m_destinationMustBeVolume; }
+    void setDestinationMustBeVolume(bool mustBe);
     QString destinationFolder() const { return m_destinationFolder; }
-    bool destinationFound() const { return !m_destinationKey.isEmpty(); }
-    QString freeSpaceStr() const { return sizeText(m_freeBytes); }
-    bool selectionFits();
+    QString freeSpace() const;
 
+    bool isLogging() { return m_logs.isLogging(); }
+    void setLogging(bool logging);
+
+    /** Marks the log of a row, or takes its mark off. Nothing happens when there is no such row. */
     Q_INVOKABLE void toggle(int row);
+    /** Marks all logs, and those that are listed later. */
     Q_INVOKABLE void selectAll();
     Q_INVOKABLE void selectNone();
-    /** Copies the selected logs to the destination; job() tells how it goes. */
-    Q_INVOKABLE void exportSelected();
 
-    Q_INVOKABLE void toggleLogging();
+    /**
+     * Copies the marked logs to the destination; the job tells how it goes. Returns false, and does nothing, without
+     * marks and while the job is active.
+     */
+    Q_INVOKABLE bool exportSelected();
 
-    /** Size and time of the last change of a listed file, as texts. */
-    Q_INVOKABLE QString sizeOf(const QString &fileName);
-    Q_INVOKABLE QString dateOf(const QString &fileName);
-    Q_INVOKABLE QString sizeText(qint64 bytes) const;
+    /** The path of a listed file. */
+    Q_INVOKABLE QString pathOf(const QString &fileName) const;
+    /** A number of bytes as the screen shows it. */
+    Q_INVOKABLE QString textOfSize(qint64 bytes) const;
 
 Q_SIGNALS:
     void logFolderChanged();
+    void logFolderFoundChanged();
     void sortOrderChanged();
+    void scrollingChanged();
+    void selectionChanged();
     void destinationChanged();
-    void selectionFitsChanged();
+    void destinationFolderChanged();
+    void loggingChanged();
 
 private:
-    struct Details
-    {
-        QString size;
-        QString date;
-    };
-
-    Details readDetails(const QString &fileName) const;
-    Details details(const QString &fileName);
-    void onRowsReplaced();
     void onSelectionChanged();
     void restoreMarks();
-    void list();
     void lookAround();
     void lookAtLogFolder();
     void lookAtDestination();
+    void readDestination();
     void reloadGrownLogs();
 
     ExportLogViewModel m_logs;
+    LogFiles m_files;
     ExportJob m_job;
     QTimer m_lookTimer;
     QTimer m_sizeTimer;
@@ -112,12 +141,13 @@ private:
     QString m_logFolder;
     QString m_logFolderKey;
     SortOrder m_sortOrder = SortOrder::NewestFirst;
-    bool m_scrolling = false;
-    bool m_listed = false;
+    bool m_isScrolling = false;
+    bool m_isListed = false;
     QHash<QString, bool> m_marks;
-    QHash<QString, Details> m_details;
+    qint64 m_selectedBytes = 0;
 
     QString m_destination;
+    bool m_destinationMustBeVolume = false;
     QString m_destinationFolder;
     QString m_destinationKey;
     qint64 m_freeBytes = -1;

@@ -2,9 +2,10 @@
 // SPDX-License-Identifier: MIT
 
 import QtQuick 2.15
-import QtQuick.Controls 2.15
+import Brindlecast 1.0
 
-AbstractButton {
+// One log of the list: a box that marks it, and its name, which opens it.
+Item {
     id: row
 
     required property string name
@@ -12,77 +13,116 @@ AbstractButton {
     required property string size
     required property string date
 
-    implicitHeight: 60
-    Accessible.role: Accessible.CheckBox
-    Accessible.name: name
-    Accessible.checked: marked
+    // Which of its two halves the keys act on.
+    property bool keysOnBox: false
+    property bool keysOnName: false
+    // Where there is no room for a column of sizes, the size stands before the date.
+    readonly property bool narrow: width < Theme.bodyText * 25
+    signal toggled()
+    signal opened()
 
-    background: Rectangle {
-        color: row.down ? Theme.pressed : row.marked ? Theme.accentTint : Theme.card
+    implicitHeight: Math.max(Theme.touchSize, words.implicitHeight + 2 * Theme.gap)
 
-        Rectangle {
-            anchors { left: parent.left; right: parent.right; bottom: parent.bottom }
-            height: 1
-            color: Theme.line
-        }
+    Rectangle {
+        anchors.fill: parent
+        color: mark.down || open.down ? Theme.pressed : row.marked ? Theme.accentTint : Theme.card
+    }
+    Rectangle {
+        anchors { left: parent.left; right: parent.right; bottom: parent.bottom }
+        height: 1
+        color: Theme.line
     }
 
-    contentItem: Item {
-        Rectangle {
-            id: box
+    Pressable {
+        id: mark
 
-            anchors { left: parent.left; leftMargin: 14; verticalCenter: parent.verticalCenter }
-            width: 28
-            height: 28
-            radius: 6
-            color: row.marked ? Theme.accent : "transparent"
-            border.width: 2
-            border.color: row.marked ? Theme.accent : "#8795a3"
+        objectName: "mark"
+        anchors { left: parent.left; top: parent.top; bottom: parent.bottom }
+        width: Theme.touchSize + Theme.gap
+        focusPolicy: Qt.NoFocus
+        Accessible.role: Accessible.CheckBox
+        Accessible.name: qsTr("Select %1").arg(row.name)
+        Accessible.checkable: true
+        Accessible.checked: row.marked
+        onClicked: row.toggled()
 
-            Glyph {
+        contentItem: Item {
+            MarkBox {
                 anchors.centerIn: parent
-                name: "check"
-                color: "white"
-                stroke: 3
-                visible: row.marked
+                marked: row.marked
             }
         }
-        Column {
-            anchors {
-                left: box.right
-                leftMargin: 14
-                right: sizeText.left
-                rightMargin: 8
-                verticalCenter: parent.verticalCenter
-            }
-            spacing: 2
+    }
+    FocusRing {
+        anchors { fill: mark; margins: 2 }
+        visible: row.keysOnBox
+    }
 
-            Text {
-                objectName: "nameText"
-                width: parent.width
-                text: row.name
-                font.pixelSize: Theme.bodyText
-                font.weight: Font.Medium
-                color: Theme.text
-                elide: Text.ElideMiddle
+    Pressable {
+        id: open
+
+        objectName: "open"
+        anchors { left: mark.right; right: parent.right; top: parent.top; bottom: parent.bottom }
+        leftPadding: mirrored ? Theme.gap : 0
+        rightPadding: mirrored ? 0 : Theme.gap
+        focusPolicy: Qt.NoFocus
+        Accessible.name: qsTr("Look into %1").arg(row.name)
+        Accessible.description: row.date + ", " + row.size
+        onClicked: row.opened()
+
+        contentItem: Item {
+            Column {
+                id: words
+
+                anchors {
+                    left: parent.left
+                    right: sizeText.visible ? sizeText.left : arrow.left
+                    rightMargin: Theme.gap
+                    verticalCenter: parent.verticalCenter
+                }
+                spacing: 2
+
+                Label {
+                    objectName: "nameText"
+                    width: parent.width
+                    text: row.name
+                    font.weight: Font.Medium
+                    elide: Text.ElideMiddle
+                    Accessible.ignored: true
+                }
+                Label {
+                    objectName: "dateText"
+                    width: parent.width
+                    text: row.narrow ? row.size + "  ·  " + row.date : row.date
+                    font.pixelSize: Theme.smallText
+                    color: Theme.quietText
+                    elide: Text.ElideRight
+                    Accessible.ignored: true
+                }
             }
-            Text {
-                objectName: "dateText"
-                width: parent.width
-                text: row.date
-                font.pixelSize: Theme.smallText
+            Label {
+                id: sizeText
+
+                objectName: "sizeText"
+                anchors { right: arrow.left; rightMargin: 4; verticalCenter: parent.verticalCenter }
+                text: row.size
                 color: Theme.quietText
-                elide: Text.ElideRight
+                visible: !row.narrow
+                Accessible.ignored: true
+            }
+            Glyph {
+                id: arrow
+
+                anchors { right: parent.right; verticalCenter: parent.verticalCenter }
+                width: 18
+                height: 18
+                name: open.mirrored ? "back" : "forward"
+                color: Theme.frame
             }
         }
-        Text {
-            id: sizeText
-
-            objectName: "sizeText"
-            anchors { right: parent.right; rightMargin: 16; verticalCenter: parent.verticalCenter }
-            text: row.size
-            font.pixelSize: Theme.bodyText
-            color: Theme.text
-        }
+    }
+    FocusRing {
+        anchors { fill: open; margins: 2 }
+        visible: row.keysOnName
     }
 }

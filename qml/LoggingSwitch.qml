@@ -2,51 +2,59 @@
 // SPDX-License-Identifier: MIT
 
 import QtQuick 2.15
-import QtQuick.Controls 2.15
+import Brindlecast 1.0
 
-// Shows the logging state and asks to change it; it never changes by itself.
-AbstractButton {
+// Shows whether logs are written, and switches that on and off.
+Pressable {
     id: control
 
-    property bool on: false
+    required property LogExport logExport
 
-    implicitWidth: content.implicitWidth + 2 * Theme.gap
-    implicitHeight: Theme.touchSize
+    readonly property bool on: logExport.logging
+
+    leftPadding: Theme.gap
+    rightPadding: Theme.gap
+    text: on ? qsTr("Logging on") : qsTr("Logging off")
     Accessible.role: Accessible.CheckBox
-    Accessible.name: qsTr("Logging")
+    Accessible.checkable: true
     Accessible.checked: on
+    onClicked: logExport.logging = !on
 
     contentItem: Item {
-        Row {
-            id: content
+        implicitWidth: word.implicitWidth + Theme.gap + track.width
+        implicitHeight: Math.max(word.implicitHeight, track.height)
 
-            anchors.centerIn: parent
-            spacing: Theme.gap
+        Label {
+            id: word
 
-            Text {
-                objectName: "loggingText"
-                anchors.verticalCenter: parent.verticalCenter
-                text: control.on ? qsTr("Logging on") : qsTr("Logging off")
-                font.pixelSize: Theme.bodyText
-                color: "white"
-            }
+            objectName: "loggingText"
+            anchors { left: parent.left; right: track.left; rightMargin: Theme.gap; verticalCenter: parent.verticalCenter }
+            text: control.text
+            color: Theme.quietText
+            elide: Text.ElideRight
+            Accessible.ignored: true
+        }
+        Rectangle {
+            id: track
+
+            anchors { right: parent.right; verticalCenter: parent.verticalCenter }
+            width: height * 1.75
+            height: Theme.compact ? 24 : 30
+            radius: height / 2
+            color: control.on ? Theme.good : Theme.disabled
+
             Rectangle {
+                readonly property real inset: 3
+                readonly property bool atRight: control.on !== control.mirrored
+
+                x: atRight ? parent.width - width - inset : inset
                 anchors.verticalCenter: parent.verticalCenter
-                width: 56
-                height: 32
-                radius: 16
-                color: control.on ? "#2fae6e" : "#52677a"
+                width: height
+                height: parent.height - 2 * inset
+                radius: height / 2
+                color: Theme.card
 
-                Rectangle {
-                    x: control.on ? parent.width - width - 4 : 4
-                    anchors.verticalCenter: parent.verticalCenter
-                    width: 24
-                    height: 24
-                    radius: 12
-                    color: "white"
-
-                    Behavior on x { NumberAnimation { duration: 120 } }
-                }
+                Behavior on x { NumberAnimation { duration: 120 } }
             }
         }
     }

@@ -2,34 +2,32 @@
 // SPDX-License-Identifier: MIT
 
 import QtQuick 2.15
-import QtQuick.Controls 2.15
 
-// A button large enough for a finger: outlined by default, filled when it is the main thing to do.
-Button {
+// A button large enough for a finger: filled when it is the main thing to do, and quiet otherwise.
+Pressable {
     id: button
 
     property bool primary: false
-    property color tone: Theme.accent
+    readonly property color ink: !enabled ? Theme.quietText : primary ? Theme.textOnAccent : Theme.accent
 
-    implicitHeight: Theme.touchSize
-    leftPadding: 12
-    rightPadding: 12
+    leftPadding: Theme.gap
+    rightPadding: Theme.gap
+    topPadding: 6
+    bottomPadding: 6
     font.pixelSize: Theme.bodyText
     font.weight: Font.Medium
 
-    contentItem: Text {
+    contentItem: Label {
         text: button.text
         font: button.font
-        color: !button.enabled ? (button.primary ? "white" : Theme.quietText) : button.primary ? "white" : button.tone
+        color: button.ink
         horizontalAlignment: Text.AlignHCenter
         verticalAlignment: Text.AlignVCenter
         elide: Text.ElideRight
     }
     background: Rectangle {
         radius: Theme.radius
-        color: !button.primary ? (button.down ? Theme.pressed : "transparent")
-                               : !button.enabled ? Theme.disabled : button.down ? Qt.darker(button.tone, 1.25) : button.tone
-        border.width: button.primary ? 0 : 2
-        border.color: button.enabled ? button.tone : Theme.disabled
+        color: !button.primary ? (button.down ? Theme.line : Theme.pressed)
+            : !button.enabled ? Theme.line : button.down ? Qt.darker(Theme.accent, 1.2) : Theme.accent
     }
 }

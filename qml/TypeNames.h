@@ -3,13 +3,13 @@
 
 #pragma once
 
-#include <Brindlecast/CommonListViewModel.h>
+#include "LogTail.h"
+
 #include <Brindlecast/ExportJob.h>
-#include <Brindlecast/ExportLogViewModel.h>
 
 #include <qqml.h>
 
-// What QML calls the classes that know nothing of it.
+// What QML calls the classes that know nothing of QML.
 
 struct ExportJobType
 {
@@ -19,16 +19,9 @@ struct ExportJobType
     QML_UNCREATABLE("An ExportJob is the property \"job\" of a LogExport.")
 };
 
-struct ExportLogViewModelType
+struct LogTailType
 {
     Q_GADGET
-    QML_FOREIGN(ExportLogViewModel)
-    QML_ANONYMOUS
-};
-
-struct CommonListViewModelType
-{
-    Q_GADGET
-    QML_FOREIGN(CommonListViewModel)
-    QML_ANONYMOUS
+    QML_FOREIGN(LogTail)
+    QML_NAMED_ELEMENT(LogTail)
 };

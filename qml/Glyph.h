@@ -1,0 +1,44 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QColor>
+#include <QQuickPaintedItem>
+#include <QString>
+#include <qqml.h>
+
+/** One of the few signs of the screen, drawn with lines, so that neither an icon font nor an image format is needed. */
+class Glyph : public QQuickPaintedItem
+{
+    Q_OBJECT
+    QML_ELEMENT
+    /** "check", "dash", "stick", "page", "alert", "bang", "cross", "eject", "forward" or "back"; else nothing is drawn.
+     */
+    Q_PROPERTY(QString name READ name WRITE setName NOTIFY changed)
+    Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY changed)
+    /** Width of the lines, where the sign is 24 wide and high. */
+    Q_PROPERTY(qreal stroke READ stroke WRITE setStroke NOTIFY changed)
+
+public:
+    explicit Glyph(QQuickItem *parent = nullptr);
+
+    QString name() const { return m_name; }
+    void setName(const QString &name);
+    QColor color() const { return m_color; }
+    void setColor(const QColor &color);
+    qreal stroke() const { return m_stroke; }
+    void setStroke(qreal stroke);
+
+    void paint(QPainter *painter) override;
+
+Q_SIGNALS:
+    void changed();
+
+private:
+    template <typename Value> void set(Value &member, const Value &value);
+
+    QString m_name;
+    QColor m_color = Qt::black;
+    qreal m_stroke = 2;
+};
