@@ -1,7 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The Brindlecast developers
 # SPDX-License-Identifier: MIT
 
-# What is installed, in two components: runtime (the library) and development (headers, CMake and pkg-config files).
+# What is installed, in three components: runtime (the library), development (headers, CMake and pkg-config files) and qml
+# (the QML module).
 # Nothing installed holds the prefix, so the tree may be moved.
 include(CMakePackageConfigHelpers)
 
@@ -27,3 +28,9 @@ file(RELATIVE_PATH prefix_from_pc "/${pkgconfig_dir}" "/")
 string(REGEX REPLACE "/$" "" prefix_from_pc "${prefix_from_pc}")
 configure_file(cmake/brindlecast.pc.in ${PROJECT_BINARY_DIR}/brindlecast${suffix}.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/brindlecast${suffix}.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
+
+if(BRINDLECAST_BUILD_QML_MODULE)
+    set(BRINDLECAST_QML_DIR ${CMAKE_INSTALL_LIBDIR}/qt5/qml CACHE STRING "Qt's folder of QML modules, below the prefix")
+    install(TARGETS brindlecastqmlplugin LIBRARY DESTINATION ${BRINDLECAST_QML_DIR}/Brindlecast COMPONENT qml)
+    install(FILES ${qml_module_files} DESTINATION ${BRINDLECAST_QML_DIR}/Brindlecast COMPONENT qml)
+endif()

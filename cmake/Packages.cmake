@@ -1,7 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The Brindlecast developers
 # SPDX-License-Identifier: MIT
 
-# Debian packages, one for each component: libbrindlecast1 and libbrindlecast-dev (see scripts/package).
+# Debian packages, one for each component: libbrindlecast1, libbrindlecast-dev and qml-module-brindlecast (see
+# scripts/package).
 set(runtime_package libbrindlecast${PROJECT_VERSION_MAJOR})
 set(development_package libbrindlecast-dev)
 set(qt_development_package qtbase5-dev)
@@ -10,8 +11,13 @@ if(suffix)
     set(development_package libbrindlecast${suffix}-dev)
     set(qt_development_package qt6-base-dev)
 endif()
+set(components runtime development)
+if(BRINDLECAST_BUILD_QML_MODULE)
+    set(qml_package qml-module-brindlecast)
+    list(APPEND components qml)
+endif()
 # For these packages only, not for a plain installation.
-foreach(component runtime development)
+foreach(component ${components})
     set(package ${${component}_package})
     set(doc ${CMAKE_INSTALL_DATADIR}/doc/${package})
     install(FILES LICENSES/MIT.txt DESTINATION ${doc} RENAME copyright COMPONENT ${component} EXCLUDE_FROM_ALL)
@@ -54,4 +60,19 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/d
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ${qt_development_package})
+
+if(BRINDLECAST_BUILD_QML_MODULE)
+    list(APPEND CPACK_COMPONENTS_ALL qml)
+    set(CPACK_COMPONENT_QML_DEPENDS runtime)
+    set(CPACK_COMPONENT_QML_DESCRIPTION
+        "The QML module Brindlecast: a screen on which a user looks into logs, selects some
+and copies them to a memory stick.")
+    set(CPACK_DEBIAN_QML_PACKAGE_NAME ${qml_package})
+    set(CPACK_DEBIAN_QML_PACKAGE_SECTION libs)
+    set(CPACK_DEBIAN_QML_PACKAGE_SHLIBDEPS ON)
+    # Where the library that the plugin needs is found; its package comes from the component's dependency.
+    list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/Brindlecast)
+    set(CPACK_DEBIAN_QML_PACKAGE_DEPENDS
+        "qml-module-qtquick2, qml-module-qtquick-layouts, qml-module-qtquick-templates2, qml-module-qtquick-window2")
+endif()
 include(CPack)
