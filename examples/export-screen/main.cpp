@@ -4,13 +4,15 @@
 #include <Brindlecast/QtDebugLogger.h>
 
 #include <QGuiApplication>
-#include <QQmlApplicationEngine>
+#include <QQuickView>
 
 int main(int argc, char *argv[])
 {
     QGuiApplication application(argc, argv);
     QtDebugLogger::getInstance()->setLogCategoryEnabled(true, 1);
     QtDebugLogger::getInstance()->enableOutputFile();
-    QQmlApplicationEngine engine(QUrl(QStringLiteral("qrc:/Main.qml")));
-    return engine.rootObjects().isEmpty() ? 1 : QGuiApplication::exec();
+    QQuickView view(QUrl(QStringLiteral("qrc:/Main.qml")));
+    view.setResizeMode(QQuickView::SizeRootObjectToView);
+    view.show();
+    return QGuiApplication::exec();
 }
