@@ -101,39 +101,55 @@ bool LogWriterWorker::hasBacklog() const
 }
 
 // The thread begins. If its predecessor was cut off in a system call, the files that it had open are given up: they may
-// be half opened. What it was writing stays in them as far as whole lines have reached them; the rest is written again.
+// be half opened. What it was writing stays in them as far as whole lines have reached them; the rest, and what a full
+// disk had refused before, goes to new files.
 void LogWriterWorker::resume(LogQueue &queue)
 {
     if (!m_isCutOff)
         return;
-    if (m_run.entries > 0)
-        settleCutRun(queue);
+    const bool hasSettledRequest = m_run.entries > 0 && settleCutRun(queue);
     m_run = Run();
+    for (const FileIOObjectPointer &file : qAsConst(m_ioMap)) {
+        if (file->hasBacklog())
+            m_cutBacklogs.insert(file->category, file->m_backlog);
+    }
     m_ioMap.clear();
+    while (!m_cutBacklogs.isEmpty()) {
+        FileIOObject &file = fileOf(m_cutBacklogs.firstKey());
+        file.m_backlog = m_cutBacklogs.take(file.category);
+        prepareFile(file);
+    }
+    if (hasSettledRequest)
+        LogWriterThread::callHost([&queue] { queue.takeSettledRequest().clear(); });
 }
 
-void LogWriterWorker::settleCutRun(LogQueue &queue)
+// Whether what was settled is a request.
+bool LogWriterWorker::settleCutRun(LogQueue &queue)
 {
     const QueuedEntries waiting = queue.front();
     const int descriptor = m_run.file->myfile.handle();
     struct stat status = {};
     int settled = 1; // When nobody can tell how far it came, the line in hand is lost.
     bool isWritten = false;
-    if (m_run.begin >= 0 && ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
-        const qsizetype written = bytesInFile(descriptor, m_run.begin, waiting.text(m_run.entries).toUtf8());
-        settled = wholeEntries(waiting, m_run.entries, written);
-        const qsizetype whole = waiting.text(settled).toUtf8().size();
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+        const qsizetype backlog = m_run.backlog.size();
+        const QByteArray expected = m_run.backlog + waiting.text(m_run.entries).toUtf8();
+        const qsizetype written = bytesInFile(descriptor, m_run.begin, expected);
+        settled = wholeEntries(waiting, m_run.entries, written - backlog);
+        qsizetype whole = 0; // A backlog in part is cut away, and written again as a whole.
+        if (written >= backlog) {
+            m_run.file->m_backlog.clear();
+            whole = backlog + waiting.text(settled).toUtf8().size();
+        }
         isWritten = written == whole;
         // The torn rest goes, unless another process has appended behind it.
         if (!isWritten && status.st_size == m_run.begin + written)
             isWritten = ::ftruncate(descriptor, m_run.begin + whole) == 0;
     }
-    if (settled > 0) {
-        const bool isRequest = waiting.at(0).kind == LogQueue::Kind::Request;
+    const bool isRequest = settled > 0 && waiting.at(0).kind == LogQueue::Kind::Request;
+    if (settled > 0)
         queue.settle(settled, true, isWritten);
-        if (isRequest)
-            LogWriterThread::callHost([&queue] { queue.takeSettledRequest().clear(); });
-    }
+    return isRequest;
 }
 
 // Writes what waits in one piece of the queue. Between two writes it asks whether the thread is to end.
@@ -175,20 +191,20 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
     }
     FileIOObject &file = fileOf(first.category);
     if (!prepareFile(file) || first.text.isEmpty()) {
-        m_isNewestLineWritten = first.text.isEmpty();
+        m_isNewestLineWritten &= first.text.isEmpty();
         return 1;
     }
 
-    const qint64 begin = file.hasBacklog() ? -1 : sizeOf(file);
+    const qint64 begin = sizeOf(file);
     const qint64 room = kPageBytes - begin % kPageBytes;
     const bool isLimitFar = file.category == LogCategory::kStartup || begin + kPageBytes < kFileSizeLimitBytes;
-    int entries = begin >= 0 && isLimitFar ? qMax(1, waiting.lines(room)) : 1;
+    int entries = isLimitFar && !file.hasBacklog() ? qMax(1, waiting.lines(room)) : 1;
     QByteArray bytes = waiting.text(entries).toUtf8();
     while (entries > 1 && bytes.size() > room) { // Some characters have several bytes.
         entries = qMax(1, qMin(entries - 1, static_cast<int>(entries * room / bytes.size())));
         bytes = waiting.text(entries).toUtf8();
     }
-    m_run = {&file, begin, entries};
+    m_run = {&file, begin, file.m_backlog, entries};
     if (entries > 1 && !file.writeWhole(bytes)) {
         // The disk refuses: one by one.
         m_sizedFile = nullptr;
@@ -235,7 +251,7 @@ void LogWriterWorker::writeAtOnce(const Deferred &raised)
     if (prepareFile(file) && !raised.text.isEmpty())
         writeSingly(file, raised.text.toUtf8());
     else
-        m_isNewestLineWritten = raised.text.isEmpty();
+        m_isNewestLineWritten &= raised.text.isEmpty();
 }
 
 // Only now that no entry is half updated.
@@ -334,11 +350,14 @@ qint64 LogWriterWorker::sizeOf(const FileIOObject &file)
 void LogWriterWorker::clearFiles()
 {
     m_sizedFile = nullptr;
+    const bool hadBacklog = hasBacklog();
     const QList<FileIOObjectPointer> files = m_ioMap.values();
     for (const FileIOObjectPointer &file : files) {
         file->writeFile();
         file->closeFile();
     }
+    if (hadBacklog)
+        m_isNewestLineWritten = !hasBacklog();
     m_ioMap.clear();
 }
 

@@ -97,7 +97,8 @@ private:
     struct Run
     {
         FileIOObject *file = nullptr;
-        qint64 begin = -1; // Where it begins in the file; -1 when that can't be told.
+        qint64 begin = 0; // In the file, where the backlog is written first.
+        QByteArray backlog;
         int entries = 0;
     };
 
@@ -105,7 +106,7 @@ private:
     bool hasBacklog() const;
     void setCutOff(bool isCutOff) { m_isCutOff = isCutOff; }
     void resume(LogQueue &queue);
-    void settleCutRun(LogQueue &queue);
+    bool settleCutRun(LogQueue &queue);
     void writeWaiting(LogQueue &queue);
     bool handOver(LogQueue &queue);
     int writeFront(const QueuedEntries &waiting);
@@ -139,6 +140,7 @@ private:
     Run m_run;
     int m_unhandledEntries = 0;
     bool m_isCutOff = false;
+    QMap<unsigned long, QByteArray> m_cutBacklogs;
 };
 
 /** The logger's hold on its worker. */

@@ -11,6 +11,7 @@
 #include "writer/LogWriterThread_p.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QLoggingCategory>
 #include <QMetaMethod>
 #include <QScopeGuard>
@@ -40,6 +41,8 @@ constexpr MessageSite kDropped{__FILE__, 186, "void QtDebugLogger::tellWhatWasDr
 
 // Trivially destructible, so that messages may be raised at any time of a thread's life.
 thread_local bool isInFormerHandler = false;
+// Qt says so when the system refuses a thread. No slot of a host must run then: the control lock is held.
+thread_local bool isStartingThread = false;
 
 LogQueue &queue()
 {
@@ -55,6 +58,7 @@ void writeToStandardError(const QByteArray &text)
 
 void writeToDefaultOutput(QtMsgType type, const QMessageLogContext &context, const QString &msg)
 {
+    const Cancellation::DisabledScope insideDestructorOfQDebug;
     const QString text = qFormatLogMessage(type, context, msg);
     if (!text.isNull()) // Like Qt: a pattern may leave messages out.
         writeToStandardError(text.toLocal8Bit() + '\n');
@@ -147,14 +151,18 @@ void QtDebugLogger::startThread()
         return;
     const Cancellation::DisabledScope noCancel; // Half-way through, the thread could neither be started nor stopped.
     const auto control = takeControl(QDeadlineTimer(QDeadlineTimer::Forever));
-    if (!m_bRunning && queue().phase() != LogQueue::Phase::Gone)
-        m_bRunning = writerThread()->begin();
+    if (!m_bRunning && !m_isLeaving.load() && queue().phase() != LogQueue::Phase::Gone)
+        beginThread();
 }
 
 void QtDebugLogger::stopThread()
 {
-    if (queue().phase() != LogQueue::Phase::Gone && !LogWriterThread::isCurrent())
-        endThread(QDeadlineTimer(QDeadlineTimer::Forever), false);
+    if (queue().phase() == LogQueue::Phase::Gone || LogWriterThread::isCurrent())
+        return;
+    const Cancellation::DisabledScope noCancel;
+    const auto control = takeControl(QDeadlineTimer(QDeadlineTimer::Forever));
+    if (m_bRunning && !m_isLeaving.load()) // Whoever leaves ends it, once everything is written.
+        m_bRunning = !writerThread()->end(QDeadlineTimer(QDeadlineTimer::Forever));
 }
 
 void QtDebugLogger::enableOutputFile()
@@ -175,21 +183,25 @@ void QtDebugLogger::disableOutputFile()
 
 void QtDebugLogger::debug(const QString &log)
 {
+    const Cancellation::DisabledScope insideDestructorOfQDebug;
     kDebug.debug() << kDebug.file << "debug" << kDebug.line << log;
 }
 
 void QtDebugLogger::information(const QString &log)
 {
+    const Cancellation::DisabledScope insideDestructorOfQDebug;
     kInformation.info() << kInformation.file << "information" << kInformation.line << log;
 }
 
 void QtDebugLogger::warning(const QString &log)
 {
+    const Cancellation::DisabledScope insideDestructorOfQDebug;
     kWarning.warning() << kWarning.file << "warning" << kWarning.line << log;
 }
 
 void QtDebugLogger::critical(const QString &log)
 {
+    const Cancellation::DisabledScope insideDestructorOfQDebug;
     kCritical.critical() << kCritical.file << "critical" << kCritical.line << log;
 }
 
@@ -235,7 +247,7 @@ void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &cont
         return; // It calls us in its turn.
     const LogQueue::Phase phase = queue().phase();
     const bool isOnWriterThread = phase != LogQueue::Phase::Gone && LogWriterThread::isCurrent();
-    if (phase != LogQueue::Phase::Open && !isOnWriterThread) {
+    if ((phase != LogQueue::Phase::Open && !isOnWriterThread) || isStartingThread) {
         writeToDefaultOutput(type, context, msg);
         return;
     }
@@ -369,34 +381,30 @@ std::unique_lock<std::timed_mutex> QtDebugLogger::takeControl(QDeadlineTimer lim
     return control;
 }
 
-// True when the thread has ended, false when `limit` came first. With the logger's life ended too, so that nobody can
-// start the thread any more: true when the logger can be destroyed.
-bool QtDebugLogger::endThread(QDeadlineTimer limit, bool endsLife)
+// Under the control lock.
+void QtDebugLogger::beginThread()
 {
-    const Cancellation::DisabledScope noCancel;
-    const auto control = takeControl(limit);
-    if (control.owns_lock() && m_bRunning)
-        m_bRunning = !writerThread()->end(limit);
-    const bool isUnused = !endsLife || queue().retire();
-    return control.owns_lock() && !m_bRunning && isUnused;
+    const QScopedValueRollback<bool> startingThread(isStartingThread, true);
+    m_bRunning = true;
+    m_bRunning = writerThread()->begin();
 }
 
-// The application object, or the process, ends: what was raised so far is written, what comes later is not ours.
-// Returns the time by which the thread is to have ended, too.
-QDeadlineTimer QtDebugLogger::writeLastLines(bool isProcessExiting)
+// The application object, or the process, ends: what was raised so far is written, what comes later is not ours. True
+// when the logger's life has ended, too, and it can be destroyed.
+bool QtDebugLogger::leave(bool isProcessExiting)
 {
     const Cancellation::DisabledScope noCancel;
     if (queue().phase() == LogQueue::Phase::Open)
-        m_leavingLimit.setRemainingTime(kLeavingTimeoutMs); // For both ends, as the one may follow the other.
-    const QDeadlineTimer limit = m_leavingLimit;
+        m_leavingBudgetMs = kLeavingTimeoutMs; // For both ends, as the one may follow the other.
+    const QDeadlineTimer limit(m_leavingBudgetMs);
     const QDeadlineTimer writingLimit = limit - kEndingTimeoutMs;
 
+    m_isLeaving.store(true);
     {
         // The host may have stopped it.
         const auto control = takeControl(writingLimit);
-        if (control.owns_lock() && !m_bRunning && !writingLimit.hasExpired()
-            && (queue().hasWaiting() || m_writerWorker->hasBacklog()))
-            m_bRunning = writerThread()->begin();
+        if (control.owns_lock() && !m_bRunning && (queue().hasWaiting() || m_writerWorker->hasBacklog()))
+            beginThread();
     }
     queue().flush(writingLimit); // Before the end, so that what the space guard says goes to the files, too.
     queue().close(isProcessExiting);
@@ -404,12 +412,21 @@ QDeadlineTimer QtDebugLogger::writeLastLines(bool isProcessExiting)
         clearData(); // Only now: lines of a disabled category would not even reach Qt's default output.
     queue().flush(writingLimit);
     restoreDefaultHandler();
-    return limit;
+
+    const auto control = takeControl(limit);
+    if (control.owns_lock() && m_bRunning)
+        m_bRunning = !writerThread()->end(limit);
+    m_leavingBudgetMs = static_cast<int>(limit.remainingTime());
+    // Under the lock, so that the thread can't be started any more.
+    const bool isUnused = isProcessExiting && queue().retire();
+    m_isLeaving.store(isProcessExiting);
+    return control.owns_lock() && !m_bRunning && isUnused;
 }
 
 // The process exits in a slot on the writer thread, which can't wait for itself: another one takes its place.
 void QtDebugLogger::leaveOnWriterThread()
 {
+    m_isLeaving.store(true);
     blockSignals(true); // The slot must not come here again.
     queue().close(true);
     if (m_writerWorker->handOver(queue())) {
@@ -442,8 +459,7 @@ void QtDebugLogger::leaveApplication()
 {
     if (queue().phase() == LogQueue::Phase::Gone)
         return;
-    QtDebugLogger *const logger = getInstance();
-    logger->endThread(logger->writeLastLines(false), false);
+    getInstance()->leave(false);
 }
 
 void QtDebugLogger::leaveProcess()
@@ -455,7 +471,7 @@ void QtDebugLogger::leaveProcess()
     if (LogWriterThread::isCurrent())
         logger->leaveOnWriterThread();
     else
-        canBeDestroyed = logger->endThread(logger->writeLastLines(true), true);
+        canBeDestroyed = logger->leave(true);
     reportUnwrittenLines();
     if (canBeDestroyed)
         logger->~QtDebugLogger();

@@ -7,7 +7,6 @@
 #include <Brindlecast/LogWriterWorker.h>
 #include <Brindlecast/brindlecast_export.h>
 
-#include <QDeadlineTimer>
 #include <QMap>
 #include <QObject>
 #include <QSharedPointer>
@@ -19,6 +18,7 @@
 #include <mutex>
 
 class LogWriterThread;
+class QDeadlineTimer;
 enum class LineOutcome;
 class QMetaMethod;
 
@@ -190,8 +190,8 @@ private:
     bool reportDroppedLines(unsigned long category);
     void sendClear();
     std::unique_lock<std::timed_mutex> takeControl(QDeadlineTimer limit);
-    bool endThread(QDeadlineTimer limit, bool endsLife);
-    QDeadlineTimer writeLastLines(bool isProcessExiting);
+    void beginThread();
+    bool leave(bool isProcessExiting);
     void leaveOnWriterThread();
     static void restoreDefaultHandler();
     static void joinApplication();
@@ -209,7 +209,8 @@ private:
     std::atomic<int> m_fatalFlushTimeoutMs{0};
     std::atomic<bool> m_isForwarding{false};
     std::atomic<QtMessageHandler> m_formerHandler{nullptr};
-    QDeadlineTimer m_leavingLimit;
+    std::atomic<bool> m_isLeaving{false};
+    int m_leavingBudgetMs = 0;
 
     std::timed_mutex m_control;
     std::mutex m_enabling;

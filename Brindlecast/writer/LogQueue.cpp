@@ -119,10 +119,11 @@ bool LogQueue::pushRequest(const FileIOObjectPointer &request)
     std::unique_lock<std::mutex> lock(m_mutex);
     if (phase() != Phase::Open)
         return false;
-    if (append(Kind::Request, request->category, text, longChunk))
-        m_requests.push_back(request);
-    else
+    m_requests.push_back(request);
+    if (!append(Kind::Request, request->category, text, longChunk)) {
+        m_requests.pop_back();
         ++m_droppedLines;
+    }
     unlockAndWake(lock, true);
     return true;
 }
