@@ -75,36 +75,13 @@ private Q_SLOTS:
         logger()->setLogCategoryEnabled(true, 1);
     }
 
-    void formatsALine()
+    void emitsTheLineOfAMessage()
     {
-        const std::tuple<int, const char *, int, QString, QString> rows[]
-            = {{QtDebugMsg, "/src/main.cpp", 42, "disk low"_q, "<Debug:> main.cpp 42: disk low"_q},
-               {QtWarningMsg, "main.cpp", 42, "disk low"_q, "<Warning:> main.cpp 42: disk low"_q},
-               {QtCriticalMsg, "a/b", 1, "x"_q, "<Critical:> b 1: x"_q},
-               {QtFatalMsg, "a/b", 1, "x"_q, "<Fatal:> b 1: x"_q},
-               {QtInfoMsg, "a/b", 1, "x"_q, "<Other:> b 1: x"_q},
-               {5, "a/b", 1, "x"_q, "<Other:> b 1: x"_q},
-               {QtDebugMsg, nullptr, 0, "x"_q, "<Debug:>  0: x"_q},
-               {QtDebugMsg, "a/", -1, "x"_q, "<Debug:>  -1: x"_q},
-               {QtDebugMsg, "/\u00e4.cpp", INT_MAX, "\u20ac"_q, "<Debug:> \u00e4.cpp 2147483647: \u20ac"_q},
-               {QtDebugMsg, "f", 1, QString(), "<Debug:> f 1: -"_q},
-               {QtDebugMsg, "f", 1, " \t\n "_q, "<Debug:> f 1: "_q},
-               {QtDebugMsg, "f", 1, "\n a \r\n\n b\t\n"_q, "<Debug:> f 1: a \r\n\n b"_q}, // trimmed outside only
-               {QtDebugMsg, "f", 1, "<TIM><FILE><LINE><TEXT>"_q, "<Debug:> f 1: <TIM><FILE><LINE><TEXT>"_q},
-               // Placeholders in the file's name are replaced where their turn is still to come.
-               {QtDebugMsg, "<LINE>-<TEXT>", 7, "<LINE>"_q, "<Debug:> 7-<LINE> 7: <LINE>"_q},
-               {QtDebugMsg, "<TIM><TS><FILE>", 7, "x"_q, "<Debug:> <TIM><TS><FILE> 7: x"_q}};
-        const QString format = "'['yyyy-MM-dd hh:mm:ss'] '"_q;
-        for (const auto &[type, file, line, text, expected] : rows) {
-            const Requests requests;
-            const QString before = QDateTime::currentDateTime().toString(format);
-            Logger::outputMessage(static_cast<QtMsgType>(type), {file, line, "function", "category"}, text);
-            QCOMPARE(requests.size(), 1);
-            QCOMPARE(requests.last()->category, 1UL);
-            const QString time = requests.lastLine().left(22);
-            QVERIFY2(before <= time && time <= QDateTime::currentDateTime().toString(format), qPrintable(time));
-            QCOMPARE(requests.lastLine().mid(22), expected + "\n"_q);
-        }
+        const Requests requests;
+        Logger::outputMessage(QtInfoMsg, {"/src/main.cpp", 42, "function", "category"}, " disk low\n"_q);
+        QCOMPARE(requests.size(), 1);
+        QCOMPARE(requests.last()->category, 1UL);
+        QCOMPARE(requests.lastLine().mid(22), "<Other:> main.cpp 42: disk low\n"_q);
     }
 
     void passesEnabledCategoriesOn()

@@ -1,0 +1,399 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "support/TestSupport.h"
+
+#include <Brindlecast/writer/LogQueue_p.h>
+
+#include <QElapsedTimer>
+#include <QSet>
+#include <QTest>
+
+#include <array>
+#include <thread>
+#include <vector>
+
+#include <malloc.h>
+
+using Outcome = LogQueue::Outcome;
+using Phase = LogQueue::Phase;
+
+namespace {
+
+constexpr int kEnoughMs = 30000;
+constexpr int kThreads = 8;
+const QObject emitter;
+
+LogQueue &queue()
+{
+    return LogQueue::instance();
+}
+
+Outcome push(const QString &text, unsigned long category = 1)
+{
+    return queue().push(text, category, emitter);
+}
+
+// The text that thread `thread` pushes as its line `number`, of a length that differs from line to line.
+QString line(int thread, int number)
+{
+    return QStringLiteral("%1 %2 ").arg(thread).arg(number).leftJustified((number * 7919 + thread) % 900);
+}
+
+QStringList textsOf(const QueuedEntries &waiting)
+{
+    QStringList texts;
+    for (int index = 0; index < waiting.count(); ++index)
+        texts.append(waiting.at(index).text.toString());
+    return texts;
+}
+
+// Settles all that waits and returns its texts.
+QStringList takeAll()
+{
+    QStringList texts;
+    for (QueuedEntries waiting = queue().front(); waiting.count() > 0; waiting = queue().front()) {
+        texts += textsOf(waiting);
+        queue().settle(waiting.count(), true, true);
+    }
+    return texts;
+}
+
+// A thread that takes everything until its end.
+class Writer
+{
+public:
+    ~Writer() { finish(); }
+    const QStringList &finish()
+    {
+        if (m_thread.joinable()) {
+            queue().endServing();
+            m_thread.join();
+            queue().beginServing();
+            m_taken += takeAll();
+        }
+        return m_taken;
+    }
+
+private:
+    QStringList m_taken;
+    std::thread m_thread{[this] {
+        while (queue().isServing()) {
+            queue().sleep(true, true);
+            m_taken += takeAll();
+        }
+    }};
+};
+
+// Eight threads that push lines until they are refused, or as many as asked for.
+class Pushers
+{
+public:
+    explicit Pushers(int lines)
+    {
+        for (int thread = 0; thread < kThreads; ++thread) {
+            m_threads.emplace_back([this, thread, lines] {
+                int &pushed = m_pushed.at(static_cast<std::size_t>(thread));
+                while (pushed < lines && push(line(thread, pushed)) == Outcome::Pushed)
+                    ++pushed;
+            });
+        }
+    }
+    // How many lines each has pushed.
+    const std::array<int, kThreads> &finish()
+    {
+        for (std::thread &thread : m_threads)
+            thread.join();
+        return m_pushed;
+    }
+
+private:
+    std::array<int, kThreads> m_pushed{};
+    std::vector<std::thread> m_threads;
+};
+
+// Expects each thread's lines from 0 on, in order, and as many as it pushed.
+void compareLines(const QStringList &taken, const std::array<int, kThreads> &pushed)
+{
+    std::array<int, kThreads> next{};
+    for (const QString &text : taken) {
+        const int thread = text.section(QLatin1Char(' '), 0, 0).toInt();
+        QCOMPARE(text, line(thread, next.at(static_cast<std::size_t>(thread))++));
+    }
+    for (std::size_t thread = 0; thread < kThreads; ++thread)
+        QCOMPARE(next.at(thread), pushed.at(thread));
+}
+
+} // namespace
+
+class tst_LogQueue : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        queue().open();
+        queue().beginServing();
+        takeAll();
+        queue().takeDropped();
+        queue().takeWakeUp();
+    }
+
+    void cleanup()
+    {
+        QVERIFY(!queue().hasWaiting());
+        queue().endServing();
+        queue().leave();
+    }
+
+    void keepsEachThreadsOrder()
+    {
+        Writer writer;
+        Pushers pushers(4000);
+        const auto pushed = pushers.finish();
+        QVERIFY(queue().flush(QDeadlineTimer(kEnoughMs)));
+        for (const int lines : pushed)
+            QCOMPARE(lines, 4000);
+        compareLines(writer.finish(), pushed);
+    }
+
+    void closesWhileThreadsPush()
+    {
+        for (int round = 0; round < 12; ++round) {
+            queue().open();
+            Writer writer;
+            Pushers pushers(std::numeric_limits<int>::max());
+            std::this_thread::sleep_for(std::chrono::microseconds(500 * round));
+            queue().close(true);
+            QStringList taken = writer.finish();
+            const auto pushed = pushers.finish();
+            QVERIFY2(!queue().hasWaiting(), "a line got into the closed queue");
+            QCOMPARE(taken.takeLast(), QString()); // The clear came last.
+            compareLines(taken, pushed);
+        }
+        queue().pushClear();
+        QVERIFY(!queue().pushRequest(FileIOObjectPointer(new FileIOObject(nullptr))));
+        QVERIFY(!queue().hasWaiting());
+    }
+
+    void wakesTheWriterForEachLine()
+    {
+        const Writer writer;
+        for (int round = 0; round < 3000; ++round) {
+            if (round % 3 == 0)
+                queue().pushClear();
+            else
+                QCOMPARE(push("x"_q), Outcome::Pushed);
+            QVERIFY2(queue().flush(QDeadlineTimer(kEnoughMs)), "the writer sleeps on");
+        }
+    }
+
+    void sleepsForWhatItIsAskedFor()
+    {
+        std::atomic<int> awakened{0};
+        std::thread nested([&awakened] {
+            queue().sleep(false, false); // A loop in which nothing can be written.
+            awakened = queue().takeWakeUp() ? 1 : 2;
+            queue().sleep(true, true);
+            awakened = 3;
+        });
+        push("x"_q);
+        queue().wakeUp();
+        QTRY_COMPARE_WITH_TIMEOUT(awakened.load(), 3, kEnoughMs);
+        nested.join();
+        QVERIFY(!queue().takeWakeUp());
+        std::thread outer([] { queue().sleep(false, true); });
+        queue().endServing();
+        outer.join();
+        queue().beginServing();
+        takeAll();
+    }
+
+    void wakesEveryFlush()
+    {
+        const Writer writer;
+        std::atomic<int> failures{0};
+        std::vector<std::thread> threads;
+        threads.reserve(kThreads);
+        for (int thread = 0; thread < kThreads; ++thread)
+            threads.emplace_back([&failures] {
+                for (int round = 0; round < 500; ++round)
+                    failures += push("x"_q) == Outcome::Pushed && queue().flush(QDeadlineTimer(kEnoughMs)) ? 0 : 1;
+            });
+        for (std::thread &thread : threads)
+            thread.join();
+        QCOMPARE(failures.load(), 0);
+    }
+
+    void endsAFlushInVain_data()
+    {
+        QTest::addColumn<int>("limitMs");
+        QTest::addColumn<bool>("isStopped");
+        QTest::newRow("the time is over") << 50 << false;
+        QTest::newRow("the writer is stopped") << -1 << true;
+    }
+    void endsAFlushInVain()
+    {
+        QFETCH(const int, limitMs);
+        QFETCH(const bool, isStopped);
+        push("x"_q);
+        std::atomic<int> inVain{0};
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < 3; ++thread)
+            threads.emplace_back([&inVain, limitMs] { inVain += queue().flush(QDeadlineTimer(limitMs)) ? 0 : 1; });
+        if (isStopped)
+            queue().endServing();
+        for (std::thread &thread : threads)
+            thread.join();
+        QCOMPARE(inVain.load(), 3);
+        queue().beginServing();
+        takeAll();
+        QVERIFY(queue().flush(QDeadlineTimer(0)));
+    }
+
+    void tellsWhetherTheNewestLineIsWritten()
+    {
+        for (const bool isWritten : {false, true}) {
+            push("x"_q);
+            queue().settle(1, false, isWritten);
+            QVERIFY2(!queue().flush(QDeadlineTimer(0)), "settled is not handled");
+            queue().addHandled(1);
+            QCOMPARE(queue().flush(QDeadlineTimer(0)), isWritten);
+        }
+    }
+
+    void keepsWhatIsUnsettledForTheNextStart()
+    {
+        const QStringList texts = {"a"_q, "b"_q, QString(20000, QLatin1Char('c')), "d"_q, "e"_q};
+        for (const QString &text : texts)
+            push(text);
+        QVERIFY(queue().settle(1, true, true));
+        queue().endServing();
+        QVERIFY(!queue().flush(QDeadlineTimer(QDeadlineTimer::Forever)));
+        QCOMPARE(queue().front().count(), 0);
+        QVERIFY2(!queue().settle(1, true, true), "the line in hand is the last one");
+        QCOMPARE(queue().unwrittenLines(), 3U);
+        queue().beginServing();
+        QCOMPARE(takeAll(), texts.mid(2));
+    }
+
+    void usesItsMemoryAgain()
+    {
+        // Blocks of the chunks' size, which the allocator takes from what the queue gives back.
+        std::vector<std::vector<char>> taken;
+        QSet<const void *> places;
+        for (int round = 0; round < 200; ++round) {
+            const QString text = line(round % kThreads, round);
+            for (int lines = 0; lines < 40; ++lines)
+                push(text);
+            places.insert(queue().front().text(0).utf16());
+            takeAll();
+            taken.emplace_back(32 * 1024 - 24);
+        }
+        QVERIFY2(places.size() <= 8, qPrintable(QString::number(places.size()))); // As many chunks as a round fills.
+    }
+
+    void givesTheMemoryOfAFloodBack()
+    {
+        const auto memoryInUse = [] {
+            const struct mallinfo2 memory = ::mallinfo2(); // All 0 under a sanitizer.
+            return qint64(memory.uordblks + memory.hblkhd);
+        };
+        const QString text(86, QLatin1Char('x'));
+        const qint64 before = memoryInUse();
+        for (int lines = 0; lines < 100000; ++lines)
+            push(text);
+        const qint64 whileWaiting = memoryInUse();
+        takeAll();
+        QVERIFY2((whileWaiting - before) / 100000 < 320, qPrintable(QString::number(whileWaiting - before)));
+        QVERIFY2(memoryInUse() - before < 512 * 1024, qPrintable(QString::number(memoryInUse() - before)));
+    }
+
+    void holdsLinesOfAnyLength()
+    {
+        QStringList texts;
+        for (int size = 16330; size < 16390; ++size) // About as many as a chunk holds.
+            texts << QString(size, QChar(0xd800)) << QString(size % 3, QLatin1Char('s'));
+        texts << QString(3000000, QChar(0x20ac)) << "the end"_q;
+        for (const QString &text : texts)
+            QCOMPARE(push(text), Outcome::Pushed);
+        QVERIFY(takeAll() == texts);
+    }
+
+    void boundsTheLinesAndCountsTheDropped()
+    {
+        for (int lines = 0; lines < LogQueue::kMostWaitingLines; ++lines)
+            push("x"_q);
+        queue().pushClear(); // Is no line.
+        for (int lines = 0; lines < 3; ++lines)
+            QCOMPARE(push("dropped"_q), Outcome::Dropped);
+        QCOMPARE(queue().unwrittenLines(), quint64(LogQueue::kMostWaitingLines) + 3);
+        int settled = 0;
+        while (settled < LogQueue::kMostWaitingLines / 16) {
+            QCOMPARE(push("dropped"_q), Outcome::Dropped); // Not one by one, at its edge.
+            const int entries = qMin(queue().front().count(), LogQueue::kMostWaitingLines / 16 - settled);
+            queue().settle(entries, true, true);
+            settled += entries;
+        }
+        queue().settle(1, true, true);
+        QCOMPARE(push("x"_q), Outcome::NoticeDue);
+        const quint64 dropped = queue().takeDropped();
+        QVERIFY(dropped > 3);
+        QCOMPARE(queue().takeDropped(), 0U);
+        QCOMPARE(push("x"_q), Outcome::Pushed);
+        queue().addDropped(dropped); // The notice came to nothing.
+        QCOMPARE(push("x"_q), Outcome::NoticeDue);
+        QCOMPARE(queue().takeDropped(), dropped);
+        QCOMPARE(takeAll().size(), LogQueue::kMostWaitingLines - settled + 1); // With the clear.
+    }
+
+    void putsNeighboursTogether()
+    {
+        const FileIOObjectPointer request(new FileIOObject(nullptr));
+        request->contentList = QStringList{"request"_q};
+        push("1234"_q);
+        push("567"_q);
+        push("another category"_q, 2);
+        queue().pushRequest(request);
+        queue().pushClear();
+        push("8"_q);
+        QueuedEntries waiting = queue().front();
+        QCOMPARE(waiting.count(), 6);
+        const std::tuple<int, int> rows[] = {{3, 0}, {4, 1}, {6, 1}, {7, 2}, {4096, 2}};
+        for (const auto &[room, lines] : rows)
+            QCOMPARE(waiting.lines(room), lines);
+        QCOMPARE(waiting.text(2).toString(), "1234567"_q);
+        waiting.dropFirst(2);
+        for (const int lines : {1, 0, 0, 1}) { // Requests and clears are no lines.
+            QCOMPARE(waiting.lines(4096), lines);
+            waiting.dropFirst(1);
+        }
+        queue().settle(4, true, true);
+        QVERIFY(queue().takeSettledRequest() == request);
+        QCOMPARE(textsOf(queue().front()), QStringList({QString(), "8"_q}));
+        takeAll();
+    }
+
+    void hasSignalsEmittedThatCouldBeNoticed()
+    {
+        QObject blocked;
+        blocked.blockSignals(true);
+        QCOMPARE(queue().push(u"x", 1, blocked), Outcome::ToBeEmitted);
+        QVERIFY(queue().beginEmission());
+        QVERIFY2(!queue().retire(), "two emissions are going on");
+        QVERIFY(!queue().beginEmission());
+        QCOMPARE(push("x"_q), Outcome::Refused);
+        queue().open();
+        queue().endEmission();
+        queue().endEmission();
+        QVERIFY(queue().retire());
+        queue().open();
+        queue().setObserved(); // From now on, for ever.
+        QCOMPARE(push("x"_q), Outcome::ToBeEmitted);
+        queue().endEmission();
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_LogQueue)
+#include "tst_logqueue.moc"
