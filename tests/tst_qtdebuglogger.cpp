@@ -212,7 +212,7 @@ private Q_SLOTS:
                 missing += logger()->flush(kEnoughMs) && writtenLogs().contains(line) ? 0 : 1;
             }
         };
-        Loggers others(1, 20);
+        LoggingThreads others(1, 20);
         std::thread threads[]
             = {std::thread(flushOften, 'a'), std::thread(flushOften, 'b'), std::thread(flushOften, 'c')};
         for (std::thread &thread : threads)

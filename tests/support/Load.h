@@ -21,12 +21,12 @@ inline void raise(int source, int number, int size = 0)
 }
 
 /** Threads that log during its life, eight lines at a time, each with a source number of its own from 0. */
-class Loggers
+class LoggingThreads
 {
 public:
     using Counts = std::array<int, 8>;
 
-    Loggers(int count, unsigned long pauseUs)
+    LoggingThreads(int count, unsigned long pauseUs)
     {
         for (int source = 0; source < count; ++source) {
             m_threads.emplace_back([this, source, pauseUs] {
@@ -39,8 +39,8 @@ public:
             });
         }
     }
-    ~Loggers() { finish(); }
-    Q_DISABLE_COPY(Loggers)
+    ~LoggingThreads() { finish(); }
+    Q_DISABLE_COPY(LoggingThreads)
 
     /** Ends the threads; how many messages each has raised. */
     const Counts &finish()

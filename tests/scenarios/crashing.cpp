@@ -1,0 +1,46 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "support/HostProcess.h"
+
+#include <csignal>
+
+#include <unistd.h>
+
+namespace {
+
+SCENARIO(raisesAFatalMessage, 20)
+{
+    for (int attempt = 0; attempt < amount; ++attempt) {
+        const int timeoutMs = attempt % 5 == 0 ? 0 : 2000;
+        runHost({-SIGABRT, nullptr}, [timeoutMs] {
+            const Host host;
+            host.logger->setFatalFlushTimeout(timeoutMs);
+            raiseAll(0, 2000);
+            qFatal("the end");
+        });
+        const Tally tally = expectWholeLines();
+        const bool isComplete = tally.lines[0] == 2000 && tally.last == "<Fatal:> the end"_q;
+        EXPECT(timeoutMs == 0 || isComplete);
+    }
+}
+
+SCENARIO(isKilledUnderLoad, 15)
+{
+    int lines = 0;
+    for (int attempt = 0; attempt < amount; ++attempt) {
+        const unsigned patience = lines > 0 ? 1 : static_cast<unsigned>(attempt) + 1; // An emulator starts slowly.
+        runHost({-SIGKILL, "", 20000 + std::random_device()() % (150000 * patience)}, [] {
+            const Host host;
+            const LoggingThreads threads(4, 0);
+            ::pause();
+        });
+        const Tally tally = expectWholeLines();
+        EXPECT_EQUAL(tally.gaps, 0);
+        EXPECT(tally.others.isEmpty());
+        lines += tally.lines[0];
+    }
+    EXPECT(lines > 0);
+}
+
+} // namespace

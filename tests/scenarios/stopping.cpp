@@ -1,0 +1,137 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#include "support/HostProcess.h"
+
+#include <QElapsedTimer>
+
+#include <utility>
+
+namespace {
+
+SCENARIO(stopsAndStartsUnderLoad, 300)
+{
+    runHost({}, [amount] {
+        const Host host;
+        LoggingThreads threads(4, 1000);
+        const auto descriptors = [] { return QDir("/proc/self/fd"_q).entryList(QDir::System | QDir::Files).size(); };
+        int descriptorsBefore = 0;
+        std::size_t memoryBefore = 0;
+        qint64 longestStopMs = 0;
+        for (int cycle = 0; cycle < amount; ++cycle) {
+            QElapsedTimer timer;
+            timer.start();
+            host.logger->stopThread();
+            longestStopMs = qMax(longestStopMs, timer.elapsed());
+            QThread::usleep(std::random_device()() % 3000);
+            host.logger->startThread();
+            if (cycle == amount / 10) {
+                EXPECT(host.isFlushed());
+                descriptorsBefore = descriptors();
+                memoryBefore = memoryInUse();
+            }
+        }
+        const LoggingThreads::Counts raised = threads.finish();
+        EXPECT(host.isFlushed());
+        EXPECT_EQUAL(expectWholeLines(raised[0]).lines, raised);
+        EXPECT_EQUAL(descriptors(), descriptorsBefore);
+        EXPECT(memoryInUse() <= memoryBefore + 1024);
+        EXPECT(longestStopMs < 1500);
+    });
+}
+
+SCENARIO(isControlledAtRandom, 3)
+{
+    runHost({kHostSucceeded, nullptr}, [amount] {
+        const Host host;
+        {
+            const LoggingThreads threads(4, 500);
+            std::thread other(controlAtRandom, 1000 * amount);
+            controlAtRandom(1000 * amount);
+            other.join();
+        }
+        startLogging();
+        const QDateTime now = QDateTime::currentDateTime();
+        qDebug("the last line");
+        EXPECT(host.isFlushed());
+        const Tally tally = expectWholeLines();
+        EXPECT(tally.time.addSecs(1) > now);
+        const QStringList removals = tally.others.filter("<Debug:> The file :"_q);
+        EXPECT_EQUAL(tally.last, "<Debug:> the last line"_q);
+        EXPECT_EQUAL(tally.others, removals + QStringList(tally.last));
+    });
+}
+
+SCENARIO(isFlooded, 20000)
+{
+    constexpr int kMostWaiting = 262144;
+    runHost({}, [amount] {
+        const Host host;
+        host.logger->stopThread();
+        raiseAll(0, kMostWaiting);
+        const std::size_t memoryBefore = memoryInUse();
+        raiseAll(kMostWaiting, kMostWaiting + amount);
+        EXPECT(memoryInUse() <= memoryBefore + 2048);
+        host.logger->startThread();
+        EXPECT(host.isFlushed());
+        qDebug("the line after");
+    });
+    const Tally tally = expectWholeLines();
+    EXPECT_EQUAL(tally.lines[0], kMostWaiting);
+    EXPECT_EQUAL(tally.gaps, 0);
+    EXPECT(tally.others.value(0).startsWith("<Warning:> %1 lines"_q.arg(amount)));
+    EXPECT_EQUAL(tally.others.size(), 2);
+    EXPECT_EQUAL(tally.last, "<Debug:> the line after"_q);
+}
+
+SCENARIO(flushesAllThatWaits, 40)
+{
+    runHost({}, [amount] {
+        const Host host;
+        raise(0, 0);
+        // Messages of the space guard overtake the queue. It looks when a file of a new name is begun.
+        EXPECT(host.isFlushed());
+        EXPECT(!makeLogs(25).isEmpty());
+        disk.store(Disk::Slow);
+        raiseAll(1, amount);
+        FileIOObjectPointer startup(new FileIOObject(nullptr));
+        startup->category = 4;
+        Q_EMIT host.logger->handleIOSignal(startup);
+        raiseAll(amount, 2 * amount);
+        EXPECT(host.isFlushed());
+        EXPECT_EQUAL(expectWholeLines().lines[0], 2 * amount);
+    });
+}
+
+SCENARIO(stopsInAStalledWrite, 10)
+{
+    for (const auto &[isShort, held] : {std::pair(true, amount), std::pair(false, amount), std::pair(false, 1)}) {
+        runHost({}, [amount, isShort = isShort, held = held] {
+            const Host host;
+            raiseAll(0, amount);
+            EXPECT(host.isFlushed());
+            disk.store(Disk::Stalled);
+            raiseAll(amount, amount + held);
+            QElapsedTimer timer;
+            timer.start();
+            EXPECT(!host.logger->flush(300));
+            EXPECT(timer.elapsed() >= 300);
+            EXPECT(timer.elapsed() < 1500);
+            std::thread relief([isShort] {
+                QThread::msleep(isShort ? 500 : 3500);
+                disk.store(Disk::Sound);
+            });
+            timer.restart();
+            host.logger->stopThread();
+            EXPECT(timer.elapsed() < 3000);
+            raiseAll(amount + held, amount + 2 * held - 1);
+            relief.join();
+            host.logger->startThread();
+            EXPECT(host.isFlushed());
+            raiseAll(amount + 2 * held - 1, 4 * amount);
+        });
+        expectWholeLines(4 * amount);
+    }
+}
+
+} // namespace

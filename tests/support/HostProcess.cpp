@@ -1,0 +1,242 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+// Usage: tst_scenarios NAME [AMOUNT]
+// AMOUNT is how many lines, tries, cycles or seconds, for more than the few that the test suite has time for.
+// Exit status 77: the machine does not allow it.
+
+#include "HostProcess.h"
+
+#include <QElapsedTimer>
+#include <QMap>
+#include <QRegularExpression>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <utility>
+
+#include <dlfcn.h>
+#include <malloc.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+std::atomic<Disk> disk{Disk::Sound};
+std::atomic<int> runsWritten{0};
+std::atomic<int> runsAcrossPages{0};
+
+namespace {
+
+constexpr qint64 kPageBytes = 4096;
+
+std::atomic<int> result{0};
+
+#ifndef __SANITIZE_THREAD__
+std::atomic<bool> isRestRefused{false};
+
+bool isStalled()
+{
+    return disk.load() == Disk::Stalled || disk.load() == Disk::StalledHalfway || disk.load() == Disk::StalledAtTheEnd;
+}
+
+// How many of the bytes reach the file before the disk stalls.
+size_t bytesBeforeTheStall(size_t size)
+{
+    return disk.load() == Disk::StalledAtTheEnd ? size : disk.load() == Disk::StalledHalfway ? size / 2 : 0;
+}
+
+// Whether these are several lines; notes it, and where in the file they would lie.
+bool isRun(int descriptor, const char *bytes, size_t size)
+{
+    const QByteArray text = QByteArray::fromRawData(bytes, static_cast<int>(size));
+    const int firstEnd = text.indexOf("\n\n");
+    struct stat status = {};
+    if (firstEnd < 0 || firstEnd + 2 >= text.size() || ::fstat(descriptor, &status) != 0)
+        return false;
+    ++runsWritten;
+    runsAcrossPages += status.st_size / kPageBytes == (status.st_size + qint64(size) - 1) / kPageBytes ? 0 : 1;
+    return true;
+}
+#endif
+
+} // namespace
+
+#ifndef __SANITIZE_THREAD__
+// In the place of the C library's, and like that one a point where a thread can be cancelled.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
+extern "C" Q_DECL_EXPORT ssize_t write(int descriptor, const void *bytes, size_t size)
+{
+    using Write = ssize_t (*)(int, const void *, size_t);
+    static const auto realWrite = reinterpret_cast<Write>(::dlsym(RTLD_NEXT, "write"));
+    // No pipe, and no variable here: the address sanitizer misses that a cancelled thread leaves its stack.
+    const bool isFile = descriptor > STDERR_FILENO && ::lseek(descriptor, 0, SEEK_CUR) >= 0;
+    const auto *const from = static_cast<const char *>(bytes);
+    const bool isRunForAFile = isFile && isRun(descriptor, from, size);
+    if (!isFile || disk.load() == Disk::Sound)
+        return realWrite(descriptor, bytes, size);
+    if (disk.load() == Disk::RefusesRuns) {
+        errno = ENOSPC;
+        if (isRestRefused.exchange(false))
+            return -1;
+        isRestRefused.store(isRunForAFile);
+        return realWrite(descriptor, bytes, isRunForAFile ? size / 2 : size);
+    }
+    const size_t early = bytesBeforeTheStall(size);
+    if (early > 0 && realWrite(descriptor, bytes, early) < 0)
+        return -1;
+    do
+        ::usleep(1000);
+    while (isStalled());
+    if (early < size && realWrite(descriptor, from + early, size - early) < 0)
+        return -1;
+    return static_cast<ssize_t>(size);
+}
+#else
+// The sanitizer doesn't know this function, by which std::timed_mutex waits, but the one on the other clock.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
+extern "C" Q_DECL_EXPORT int pthread_mutex_clocklock(pthread_mutex_t *mutex, clockid_t clock,
+                                                     const timespec *limit) noexcept
+{
+    timespec now = {};
+    timespec time = {};
+    ::clock_gettime(clock, &now);
+    ::clock_gettime(CLOCK_REALTIME, &time);
+    time.tv_sec += limit->tv_sec - now.tv_sec; // To the second.
+    return ::pthread_mutex_timedlock(mutex, &time);
+}
+#endif
+
+namespace {
+
+QMap<QLatin1String, std::pair<int, Scenario>> &scenarios()
+{
+    static QMap<QLatin1String, std::pair<int, Scenario>> all;
+    return all;
+}
+
+} // namespace
+
+bool noteExpectation(bool isMet, const char *file, int line, const QByteArray &text)
+{
+    if (!isMet) {
+        result.store(1);
+        std::fprintf(stderr, "%s:%d: FAILED: %s\n", file, line, text.constData());
+    }
+    return isMet;
+}
+
+qint64 runHost(const ExpectedExit &expected, const std::function<void()> &host)
+{
+    QElapsedTimer timer;
+    timer.start();
+    std::FILE *const output = std::tmpfile();
+    const pid_t process = output == nullptr || !removeLogDirectory() ? -1 : ::fork();
+    if (process == 0) {
+        result.store(0);
+        ::dup2(::fileno(output), STDERR_FILENO);
+        ::alarm(100);
+        const rlimit noCore = {0, 0};
+        ::setrlimit(RLIMIT_CORE, &noCore);
+        qputenv("QT_FORCE_STDERR_LOGGING", "1");
+        host();
+        std::exit(result.load() == 0 ? kHostSucceeded : 1);
+    }
+    if (expected.killedAfterUs > 0) {
+        ::usleep(expected.killedAfterUs);
+        ::kill(process, SIGKILL);
+    }
+    int end = 0;
+    if (!EXPECT(process > 0 && ::waitpid(process, &end, 0) == process))
+        return timer.elapsed();
+    const qint64 elapsed = timer.elapsed();
+    const int status = WIFEXITED(end) ? WEXITSTATUS(end) : -WTERMSIG(end);
+    QFile file;
+    file.open(output, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
+    file.seek(0);
+    const QByteArray errors = file.readAll();
+    const bool isAsExpected = status == expected.status && (expected.errors == nullptr || errors == expected.errors);
+    if (status == kHostSkipped)
+        result.store(kHostSkipped);
+    else if (!EXPECT(isAsExpected))
+        std::fprintf(stderr, "The host ended with %d, not %d, and:\n%s", status, expected.status,
+                     errors.right(12000).constData());
+    return elapsed;
+}
+
+QtDebugLogger *startLogging()
+{
+    QtDebugLogger *const logger = QtDebugLogger::getInstance();
+    logger->setLogCategoryEnabled(true, 1);
+    logger->enableOutputFile();
+    return logger;
+}
+
+void raiseAll(int from, int to)
+{
+    for (int number = from; number < to; ++number)
+        raise(0, number);
+}
+
+Tally expectWholeLines(int count)
+{
+    static const QRegularExpression pattern(
+        "^\\[(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)\\] (<\\w+:> )\\S* \\d+: ((?:t(\\d) (\\d+)\\. *\\|$)?.*)$"_q,
+        QRegularExpression::DotMatchesEverythingOption);
+    Tally tally;
+    int broken = 0; // Records that are none, or out of order, or the second of two that are the same.
+    const QByteArray bytes = writtenLogs();
+    for (int begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
+        end = bytes.indexOf("\n\n", begin);
+        end = end < 0 ? bytes.size() : end;
+        const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(bytes.mid(begin, end - begin)));
+        tally.time = QDateTime::fromString(match.captured(1), "yyyy-MM-dd hh:mm:ss"_q);
+        tally.last = match.captured(2) + match.captured(3);
+        if (!match.hasMatch() || end == bytes.size()) {
+            ++broken;
+        } else if (match.captured(5).isEmpty()) {
+            tally.others.append(tally.last);
+        } else {
+            const auto source = match.captured(4).toUInt();
+            const int number = match.captured(5).toInt();
+            tally.gaps += number > tally.next.at(source) ? 1 : 0;
+            broken += number < tally.next.at(source) ? 1 : 0;
+            tally.next.at(source) = number + 1;
+            ++tally.lines.at(source);
+        }
+    }
+    EXPECT_EQUAL(broken, 0);
+    if (count >= 0) {
+        EXPECT_EQUAL(tally.lines[0], count);
+        EXPECT_EQUAL(tally.gaps, 0);
+        EXPECT_EQUAL(tally.others, QStringList());
+    }
+    return tally;
+}
+
+std::size_t memoryInUse()
+{
+    const struct mallinfo2 memory = ::mallinfo2();
+    return (memory.uordblks + memory.hblkhd) / 1024;
+}
+
+bool addScenario(const char *name, int shortAmount, Scenario scenario)
+{
+    scenarios().insert(QLatin1String(name), {shortAmount, scenario});
+    return true;
+}
+
+int main(int argc, char *argv[])
+{
+    const auto [amount, run] = scenarios().value(QLatin1String(argc > 1 ? argv[1] : ""));
+    if (run == nullptr) {
+        std::fputs("usage: tst_scenarios NAME [AMOUNT]\n", stderr);
+        return 2;
+    }
+    run(argc > 2 ? QByteArray(argv[2]).toInt() : amount);
+    return result.load();
+}

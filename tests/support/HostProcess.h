@@ -1,0 +1,130 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "Load.h"
+#include "TestSupport.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+
+#include <atomic>
+#include <functional>
+#include <tuple>
+
+/*
+ * Hosts of the logger, each in a process of its own, since a process has one logger and hosts end in many ways.
+ *
+ * A scenario is a function that runs hosts and expects something of each. What it expects may also be said in the host.
+ */
+
+/** The exit status of a host in which all expectations held. */
+constexpr int kHostSucceeded = 3;
+/** The exit status of a host, and of a scenario, that the machine does not allow. */
+constexpr int kHostSkipped = 77;
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kIsSanitized = true;
+#else
+constexpr bool kIsSanitized = false;
+#endif
+
+/** Notes a failure, with file and line, unless the condition holds. Returns whether it holds. */
+#define EXPECT(condition) noteExpectation((condition), __FILE__, __LINE__, #condition)
+/** Notes a failure, with both values, unless they are equal. Returns whether they are. */
+#define EXPECT_EQUAL(actual, expected) compareValues((actual), (expected), __FILE__, __LINE__, #actual)
+
+bool noteExpectation(bool isMet, const char *file, int line, const QByteArray &text);
+
+template <typename Value> QByteArray printed(const Value &value)
+{
+    QString text;
+    QDebug(&text).nospace() << value;
+    return text.toUtf8();
+}
+
+inline QByteArray printed(const LoggingThreads::Counts &counts)
+{
+    return printed(QVector<int>(counts.begin(), counts.end()));
+}
+
+template <typename Actual, typename Expected>
+bool compareValues(const Actual &actual, const Expected &expected, const char *file, int line, const char *text)
+{
+    const bool isEqual = actual == expected;
+    return noteExpectation(isEqual, file, line,
+                           isEqual ? QByteArray() : text + (" is " + printed(actual) + ", not " + printed(expected)));
+}
+
+/** What the disk of this process does with each write to a file. */
+enum class Disk {
+    Sound,
+    Slow,
+    Stalled, ///< Nothing is written until the disk is another one.
+    StalledHalfway, ///< The same, when half of the bytes are written.
+    StalledAtTheEnd, ///< The same, when all bytes are written.
+    RefusesRuns ///< Writes half of several lines, and then has no space. Single lines are written.
+};
+extern std::atomic<Disk> disk;
+
+/** The writes of several lines in this process, and how many of them went beyond the end of a file's page. */
+extern std::atomic<int> runsWritten;
+extern std::atomic<int> runsAcrossPages;
+
+/** How a host should end. */
+struct ExpectedExit
+{
+    int status = kHostSucceeded; ///< Or minus a signal.
+    const char *errors = ""; ///< What it writes to standard error; nullptr for anything.
+    useconds_t killedAfterUs = 0;
+};
+
+/**
+ * Empties the log directory and runs `host` as the main() of a new process, which is killed after 100 seconds.
+ *
+ * @return how many milliseconds the process lived.
+ */
+qint64 runHost(const ExpectedExit &expected, const std::function<void()> &host);
+
+/** Switches the logger on for category 1. */
+QtDebugLogger *startLogging();
+
+struct Host
+{
+    bool isFlushed() const { return logger->flush(60000); }
+
+    int argumentCount = 0;
+    QCoreApplication application{argumentCount, nullptr};
+    QtDebugLogger *logger = startLogging();
+};
+
+/** Raises the messages `from` to `to` - 1 of source 0. */
+void raiseAll(int from, int to);
+
+/** What the log files hold. */
+struct Tally
+{
+    LoggingThreads::Counts lines{}; ///< Of the messages that raise() makes, by source.
+    LoggingThreads::Counts next{}; ///< The number after the last one.
+    int gaps = 0;
+    QStringList others; ///< All other messages, with their labels.
+    QString last;
+    QDateTime time; ///< Of the last one.
+};
+
+/** Expects whole lines in order; with `count`, that many of source 0 without a gap, and no other messages. */
+Tally expectWholeLines(int count = -1);
+
+/** What malloc has given out, in KiB; 0 where a sanitizer has its own. The process's size would be the emulator's. */
+std::size_t memoryInUse();
+
+using Scenario = void (*)(int amount);
+
+/** Makes a scenario known under its name; always true. */
+bool addScenario(const char *name, int shortAmount, Scenario scenario);
+
+/** Begins a scenario; `shortAmount` is how much of it the test suite has time for. CMake looks for this word. */
+#define SCENARIO(name, shortAmount)                                   \
+    void name(int amount);                                            \
+    const bool name##IsKnown = addScenario(#name, shortAmount, name); \
+    void name([[maybe_unused]] int amount)
