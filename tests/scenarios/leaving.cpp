@@ -5,12 +5,30 @@
 
 #include <QScopeGuard>
 
+#include <cstdio>
 #include <cstdlib>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
+
+// Everything that a host can ask the logger for.
+void callEveryOperation(QtDebugLogger *logger)
+{
+    qDebug("a message");
+    logger->setLogCategoryEnabled(true, 1);
+    logger->clearData();
+    logger->stopThread();
+    logger->startThread();
+    logger->flush(0);
+    logger->flush(-1);
+    logger->disableOutputFile();
+    logger->enableOutputFile();
+    Q_EMIT logger->handleIOSignal(FileIOObjectPointer(new FileIOObject(nullptr)));
+    Q_EMIT logger->clearSignal();
+}
 
 struct LateMessage
 {
@@ -65,17 +83,15 @@ SCENARIO(leavesWhileThreadsLogAndControl, 10)
 
 SCENARIO(leavesWithAStalledDisk, 10)
 {
-    QElapsedTimer timer;
-    timer.start();
-    const QByteArray told = "Brindlecast: " + QByteArray::number(amount) + " log lines were not written\n";
-    runHost({kHostSucceeded, told.constData()}, [amount] {
+    const QByteArray expectedMessage = "Brindlecast: " + QByteArray::number(amount) + " log lines were not written\n";
+    const qint64 lifetimeMs = runHost({kHostSucceeded, expectedMessage.constData()}, [amount] {
         const Host host;
         raise(0, 0);
         EXPECT(host.isFlushed());
         disk.store(Disk::Stalled);
         raiseAll(1, amount + 1);
     });
-    EXPECT(timer.elapsed() < 3500);
+    EXPECT(lifetimeMs < 3500);
     expectWholeLines(1);
 }
 
@@ -137,6 +153,162 @@ SCENARIO(forks, 100)
         raiseAll(amount, 2 * amount);
     });
     expectWholeLines(2 * amount);
+}
+
+SCENARIO(forksWhileThreadsLogAndControl, 120)
+{
+    runHost({kHostSucceeded, nullptr}, [amount] {
+        const Host host;
+        const LoggingThreads threads(3, 100);
+        std::atomic<bool> isOver{false};
+        std::thread controller([&isOver] {
+            // Without file output, messages would take a lock of Qt's that a child can't have.
+            while (!isOver.load()) {
+                QtDebugLogger::getInstance()->stopThread();
+                QtDebugLogger::getInstance()->clearData();
+                QtDebugLogger::getInstance()->setLogCategoryEnabled(true, 1);
+                QtDebugLogger::getInstance()->startThread();
+                QtDebugLogger::getInstance()->flush(1);
+            }
+        });
+        int succeeded = 0;
+        for (int attempt = 0; attempt < amount; ++attempt) {
+            const pid_t child = ::fork();
+            if (child == 0) {
+                ::alarm(10); // Nothing may wait for a lock that no thread of the child holds.
+                callEveryOperation(host.logger);
+                std::exit(kHostSucceeded);
+            }
+            int end = 0;
+            ::waitpid(child, &end, 0);
+            succeeded += WIFEXITED(end) && WEXITSTATUS(end) == kHostSucceeded ? 1 : 0;
+        }
+        isOver.store(true);
+        controller.join();
+        EXPECT_EQUAL(succeeded, amount);
+    });
+    expectWholeLines();
+}
+
+SCENARIO(leavesDuringTheGuardsCheck, 12)
+{
+    for (int attempt = 0; attempt < amount; ++attempt) {
+        runHost({}, [attempt] {
+            makeLogs(12);
+            const bool exits = attempt % 2 == 0;
+            auto *const host = new Host; // Not destroyed, if the process exits.
+            raise(0, 0);
+            ::usleep(static_cast<useconds_t>(100 * (attempt / 2 * 2)));
+            if (exits)
+                std::exit(kHostSucceeded);
+            raise(0, 1, 1 << 20);
+            delete host;
+        });
+        const Tally tally = expectWholeLines();
+        EXPECT_EQUAL(tally.lines[0], attempt % 2 == 0 ? 1 : 2);
+        EXPECT_EQUAL(tally.others.filter("is removed"_q).size(), 3);
+    }
+}
+
+SCENARIO(leavesWithMegabytesToWrite, 104)
+{
+    runHost({}, [amount] {
+        startLogging();
+        for (int number = 0; number < amount; ++number)
+            raise(0, number, 1 << 20); // More than one file.
+        std::exit(kHostSucceeded);
+    });
+    EXPECT_EQUAL(expectWholeLines(amount).gaps, 0);
+    EXPECT(QFileInfo(logDirectory() + logNames().constFirst()).size() >= 50LL * 1024 * 1024);
+}
+
+SCENARIO(leavesWithNobodyReadingStandardError, 10)
+{
+    const qint64 lifetimeMs = runHost({kHostSucceeded, nullptr}, [amount] {
+        int ends[2] = {};
+        EXPECT_EQUAL(::pipe2(ends, O_NONBLOCK), 0);
+        while (::write(ends[1], "x", 1) == 1) { }
+        ::fcntl(ends[1], F_SETFL, 0);
+        const Host host;
+        raise(0, 0);
+        EXPECT(host.isFlushed());
+        disk.store(Disk::Stalled);
+        raiseAll(1, amount);
+        ::dup2(ends[1], STDERR_FILENO);
+        static auto *const threads = new LoggingThreads(8, 1000); // Never joined: in the end they wait for ever.
+        Q_UNUSED(threads)
+    });
+    EXPECT(lifetimeMs < 3900);
+    expectWholeLines(1);
+}
+
+SCENARIO(leavesWhileASlotRuns, 2)
+{
+    for (int attempt = 0; attempt < amount; ++attempt) {
+        const qint64 lifetimeMs = runHost({}, [attempt] {
+            const Host host;
+            std::atomic<bool> isInside{false};
+            QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, [&isInside] {
+                isInside.store(true);
+                ::pause();
+            });
+            std::thread([] { raise(0, 0); }).detach();
+            while (!isInside.load()) { }
+            if (attempt % 2 != 0)
+                std::exit(kHostSucceeded);
+        });
+        EXPECT(lifetimeMs < 2500);
+        expectWholeLines(1);
+    }
+}
+
+SCENARIO(exitsOnTheWriterThread, 1000)
+{
+    runHost({}, [amount] {
+        makeLogs(12);
+        startLogging();
+        QObject::connect(QtDebugLogger::getInstance(), &QtDebugLogger::handleIOSignal,
+                         [](const FileIOObjectPointer &request) {
+                             if (request->contentList.constFirst().contains("is removed"_q))
+                                 std::exit(kHostSucceeded);
+                         });
+        QtDebugLogger::getInstance()->stopThread();
+        raiseAll(0, amount);
+        QtDebugLogger::getInstance()->startThread();
+        for (;;)
+            ::pause();
+    });
+    const Tally tally = expectWholeLines();
+    EXPECT_EQUAL(tally.lines[0], amount);
+    EXPECT_EQUAL(tally.gaps, 0);
+    EXPECT_EQUAL(tally.others.value(0), "<Debug:> The file : \"log-2020-01-01_00-00-00.log\" is removed"_q);
+}
+
+SCENARIO(printsWhatThePatternLeaves, 1)
+{
+    runHost({kHostSucceeded, "seen\nafter a host's slot\n"}, [] {
+        qSetMessagePattern("%{if-warning}%{message}%{endif}"_q);
+        {
+            const Host host;
+            QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, [] {});
+        }
+        qDebug("left out");
+        qWarning("seen");
+        qWarning("after a host's slot");
+    });
+}
+
+SCENARIO(leavesTheNamesOfFilesToTheHost, 1)
+{
+    runHost({}, [] {
+        qputenv("LC_ALL", "C.UTF-8");
+        startLogging();
+        raise(0, 0);
+        EXPECT(QtDebugLogger::getInstance()->flush(60000));
+        const Host host; // Sets the locale, by which Qt encodes names from then on.
+        EXPECT(makeFile(logDirectory() + "\u00e4"_q));
+        EXPECT_EQUAL(::access((logDirectory() + "\u00e4"_q).toUtf8().constData(), F_OK), 0);
+    });
 }
 
 } // namespace

@@ -188,13 +188,14 @@ Tally expectWholeLines(int count)
         "^\\[(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)\\] (<\\w+:> )\\S* \\d+: ((?:t(\\d) (\\d+)\\. *\\|$)?.*)$"_q,
         QRegularExpression::DotMatchesEverythingOption);
     Tally tally;
+    QString time;
     int broken = 0; // Records that are none, or out of order, or the second of two that are the same.
     const QByteArray bytes = writtenLogs();
     for (int begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
         end = bytes.indexOf("\n\n", begin);
         end = end < 0 ? bytes.size() : end;
         const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(bytes.mid(begin, end - begin)));
-        tally.time = QDateTime::fromString(match.captured(1), "yyyy-MM-dd hh:mm:ss"_q);
+        time = match.captured(1);
         tally.last = match.captured(2) + match.captured(3);
         if (!match.hasMatch() || end == bytes.size()) {
             ++broken;
@@ -209,6 +210,7 @@ Tally expectWholeLines(int count)
             ++tally.lines.at(source);
         }
     }
+    tally.time = QDateTime::fromString(time, "yyyy-MM-dd hh:mm:ss"_q);
     EXPECT_EQUAL(broken, 0);
     if (count >= 0) {
         EXPECT_EQUAL(tally.lines[0], count);
