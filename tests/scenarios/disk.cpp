@@ -8,6 +8,7 @@
 
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -55,6 +56,8 @@ SCENARIO(thinsTheLogDirectory, 25)
             const QStringList kept = makeLogs(amount).mid(amount - 9);
             const QString currentPath = QDir::currentPath();
             const Host host;
+            QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, // On the writer thread, too.
+                             [currentPath] { EXPECT_EQUAL(QDir::currentPath(), currentPath); });
             raise(0, 0);
             if (leavesAtOnce)
                 return;
@@ -145,6 +148,122 @@ SCENARIO(findsNoPlaceToWrite, 10)
             EXPECT(logNames().isEmpty());
         }
     });
+}
+
+SCENARIO(closesItsFilesBeforeAFlushEnds, 100)
+{
+    runHost({kHostSucceeded, nullptr}, [amount] {
+        const Host host;
+        QStringList open;
+        for (int cycle = 0; cycle < amount; ++cycle) {
+            host.logger->enableOutputFile();
+            raise(0, cycle);
+            EXPECT(cycle % 2 == 0 || host.isFlushed());
+            host.logger->disableOutputFile();
+            EXPECT(host.logger->flush(20000));
+            const QFileInfoList descriptors = QDir("/proc/self/fd"_q).entryInfoList(QDir::Files);
+            for (const QFileInfo &descriptor : descriptors)
+                open.append(descriptor.symLinkTarget());
+        }
+        EXPECT_EQUAL(open.filter(logDirectory()), QStringList());
+    });
+    expectWholeLines(amount);
+}
+
+SCENARIO(makesFilesByTheHostsMask, 1)
+{
+    runHost({}, [amount] {
+        const Host host;
+        ::umask(077);
+        raiseAll(0, amount);
+        EXPECT(host.isFlushed());
+        const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
+        EXPECT_EQUAL(QFile::permissions(logDirectory() + logNames().value(0)) & others, QFile::Permissions());
+    });
+}
+
+class Logger : public QtDebugLogger // clazy:exclude=missing-qobject-macro
+{
+public:
+    using QtDebugLogger::appendLog;
+};
+
+// The roll does not depend on how lines are put together, nor on whose they are.
+SCENARIO(rollsAtTheLimit, 2)
+{
+    constexpr int kLines = 20;
+    constexpr int kLineBytes = 8;
+    constexpr qint64 kLimit = 52428800;
+    for (int slack = -amount; slack <= amount; ++slack) {
+        for (const int categories : {1, 2}) {
+            runHost({}, [slack, categories] {
+                const Host host;
+                const auto append = [&host, categories](const QString &text) {
+                    static unsigned number = 0;
+                    const unsigned long category = categories == 1 ? 2 : 1 + ++number % 2;
+                    (host.logger->*&Logger::appendLog)(text, category);
+                };
+                qputenv("TZ", "UTC1"); // The next file, an hour later, gets another name.
+                do { // Until both categories begin in the same second.
+                    host.logger->clearData();
+                    EXPECT(host.isFlushed());
+                    EXPECT(removeLogDirectory());
+                    host.logger->setLogCategoryEnabled(true, 3);
+                    append("first"_q);
+                    append("first"_q);
+                    EXPECT(host.isFlushed());
+                } while (logNames().size() != 1);
+                const QString path = logDirectory() + logNames().constFirst();
+                EXPECT(QFile::resize(path, kLimit - qint64(5 * kLineBytes) + slack));
+                qputenv("TZ", "UTC0");
+                host.logger->stopThread();
+                for (int number = 0; number < kLines; ++number)
+                    append("line %1"_q.arg(number, 2, 10, QLatin1Char('0')));
+                host.logger->startThread();
+                EXPECT(host.isFlushed());
+                const int linesBefore = slack < 0 ? 6 : 5;
+                EXPECT_EQUAL(QFileInfo(path).size(), kLimit + qint64((linesBefore - 5) * kLineBytes) + slack);
+                EXPECT(QFile::resize(path, 0));
+                const QByteArray after = writtenLogs();
+                EXPECT_EQUAL(after.size(), (kLines - linesBefore) * kLineBytes);
+                EXPECT(after.contains("line 0" + QByteArray::number(linesBefore)));
+            });
+        }
+    }
+}
+
+SCENARIO(writesRunsUpToTheEndOfAPage, 3000)
+{
+    runHost({}, [amount] {
+        const Host host;
+        host.logger->stopThread();
+        for (int number = 0; number < amount; ++number) {
+            raise(0, number, number * 7919 % 300);
+            if (number % 20 == 0) // More bytes than characters.
+                qDebug().noquote() << QString(number % 300, QChar(0x20ac));
+        }
+        host.logger->startThread();
+        EXPECT(host.isFlushed());
+        EXPECT(runsWritten.load() > amount / 50);
+        EXPECT_EQUAL(runsAcrossPages.load(), 0);
+    });
+    const Tally tally = expectWholeLines();
+    EXPECT_EQUAL(tally.lines[0], amount);
+    EXPECT_EQUAL(tally.others.size(), amount / 20);
+}
+
+SCENARIO(writesSinglyWhatTheDiskRefusesTogether, 200)
+{
+    runHost({}, [amount] {
+        const Host host;
+        host.logger->stopThread();
+        raiseAll(0, amount);
+        disk.store(Disk::RefusesRuns);
+        host.logger->startThread();
+        EXPECT(host.isFlushed());
+        EXPECT(runsWritten.load() > 0);
+    });
+    expectWholeLines(amount);
 }
 
 } // namespace

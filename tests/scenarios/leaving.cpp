@@ -155,7 +155,7 @@ SCENARIO(forks, 100)
     expectWholeLines(2 * amount);
 }
 
-SCENARIO(forksWhileThreadsLogAndControl, 120)
+SCENARIO(forksWhileThreadsLogAndControl, 400)
 {
     runHost({kHostSucceeded, nullptr}, [amount] {
         const Host host;

@@ -5,7 +5,10 @@
 
 #include <QElapsedTimer>
 
-#include <utility>
+#include <mutex>
+#include <tuple>
+
+#include <pthread.h>
 
 namespace {
 
@@ -105,25 +108,33 @@ SCENARIO(flushesAllThatWaits, 40)
 
 SCENARIO(stopsInAStalledWrite, 10)
 {
-    for (const auto &[isShort, held] : {std::pair(true, amount), std::pair(false, amount), std::pair(false, 1)}) {
-        runHost({}, [amount, isShort = isShort, held = held] {
+    const std::tuple<Disk, bool, int> rows[] = {{Disk::Stalled, true, amount},
+                                                {Disk::Stalled, false, amount},
+                                                {Disk::Stalled, false, 1},
+                                                {Disk::StalledHalfway, false, amount},
+                                                {Disk::StalledAtTheEnd, false, amount}};
+    for (const auto &row : rows) {
+        runHost({}, [amount, &row] {
+            const auto &[stalled, isShort, held] = row;
             const Host host;
             raiseAll(0, amount);
             EXPECT(host.isFlushed());
-            disk.store(Disk::Stalled);
-            raiseAll(amount, amount + held);
+            host.logger->stopThread();
+            disk.store(stalled);
+            raiseAll(amount, amount + held); // They are written together.
+            host.logger->startThread();
             QElapsedTimer timer;
             timer.start();
             EXPECT(!host.logger->flush(300));
             EXPECT(timer.elapsed() >= 300);
             EXPECT(timer.elapsed() < 1500);
-            std::thread relief([isShort] {
-                QThread::msleep(isShort ? 500 : 3500);
+            std::thread relief([isShort = isShort] {
+                QThread::msleep(isShort ? 500 : 3000);
                 disk.store(Disk::Sound);
             });
             timer.restart();
             host.logger->stopThread();
-            EXPECT(timer.elapsed() < 3000);
+            EXPECT(timer.elapsed() < 2900);
             raiseAll(amount + held, amount + 2 * held - 1);
             relief.join();
             host.logger->startThread();
@@ -132,6 +143,83 @@ SCENARIO(stopsInAStalledWrite, 10)
         });
         expectWholeLines(4 * amount);
     }
+}
+
+SCENARIO(stopsWhileSlotsWait, 20)
+{
+    runHost({}, [amount] {
+        const Host host;
+        // A slot that waits for a lock of the thread that stops.
+        std::mutex mutex;
+        std::atomic<bool> isInSlot{false};
+        auto connection = QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, [&mutex, &isInSlot] {
+            isInSlot.store(true);
+            const std::lock_guard<std::mutex> lock(mutex);
+        });
+        mutex.lock();
+        std::thread raiser(raiseAll, 0, amount);
+        while (!isInSlot.load()) { }
+        host.logger->stopThread();
+        host.logger->startThread();
+        mutex.unlock();
+        raiser.join();
+        QObject::disconnect(connection);
+
+        // One that waits for the thread itself.
+        QObject receiver;
+        int received = 0;
+        connection = QObject::connect(
+            host.logger, &QtDebugLogger::handleIOSignal, &receiver, [&received] { ++received; },
+            Qt::BlockingQueuedConnection);
+        std::atomic<bool> isOver{false};
+        raiser = std::thread([amount, &isOver] {
+            raiseAll(amount, 2 * amount);
+            isOver.store(true);
+        });
+        while (!isOver.load()) {
+            host.logger->stopThread();
+            host.logger->startThread();
+            QCoreApplication::processEvents();
+        }
+        raiser.join();
+        EXPECT_EQUAL(received, amount);
+    });
+    expectWholeLines(2 * amount);
+}
+
+SCENARIO(survivesCancelledThreads, 20)
+{
+    runHost({kHostSucceeded, nullptr}, [amount] {
+        const Host host;
+        QtDebugLogger *const logger = host.logger;
+        const std::function<void()> operations[]
+            = {[logger] { logger->startThread(), logger->stopThread(); },
+               [logger] { logger->enableOutputFile(), logger->clearData(); },
+               [logger] { logger->setLogCategoryEnabled(true, 1); }, [logger] { logger->disableOutputFile(); },
+               [logger] { raise(0, 0), logger->flush(-1); }};
+        disk.store(Disk::Slow);
+        for (const auto &operation : operations) {
+            startLogging();
+            for (int attempt = 0; attempt < amount; ++attempt) {
+                std::thread cancelled([&operation] {
+                    for (;; ::pthread_testcancel())
+                        operation();
+                });
+                QThread::usleep(std::random_device()() % 5000);
+                ::pthread_cancel(cancelled.native_handle());
+                cancelled.join();
+            }
+        }
+        startLogging();
+        QElapsedTimer timer;
+        timer.start();
+        logger->stopThread();
+        EXPECT(timer.elapsed() < 1500);
+        startLogging();
+        qDebug("the last line");
+        EXPECT(host.isFlushed());
+        EXPECT(writtenLogs().endsWith("the last line\n\n"));
+    });
 }
 
 } // namespace
