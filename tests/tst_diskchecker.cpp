@@ -10,6 +10,14 @@
 
 #include <limits>
 
+// A way to the guard's list, past its privacy.
+template <QStringList DiskChecker::*List> struct Opened
+{
+    friend QStringList &listOf(DiskChecker &guard) { return guard.*List; }
+};
+QStringList &listOf(DiskChecker &guard);
+template struct Opened<&DiskChecker::m_dirList>;
+
 class Guard : public DiskChecker
 {
     Q_OBJECT
@@ -23,6 +31,7 @@ public:
         appendFileFilter("*.log"_q);
     }
     using DiskChecker::isDiskFull;
+    using DiskChecker::listDir;
     using DiskChecker::removeOldestFile;
     using DiskChecker::updateFolder;
 };
@@ -99,6 +108,22 @@ private Q_SLOTS:
         for (const QString &name : kept)
             QVERIFY2(QFile::exists(m_path + name), qPrintable(name));
         QVERIFY(!QFile::exists(m_path + names[0]) && !QFile::exists(m_path + names[1]));
+    }
+
+    void skipsEntriesThatItHasNotListed()
+    {
+        const QStringList names = makeLogs(13, m_path);
+        for (const int place : {0, 11, 13}) {
+            QCOMPARE(makeLogs(13, m_path), names);
+            Guard guard(m_path);
+            guard.listDir();
+            QVERIFY(makeFile(m_path + "stranger.log"_q) && QFile::exists(m_path + names[0]));
+            listOf(guard).insert(place, "stranger"_q);
+            QVERIFY(guard.removeOldestFile());
+            // The ten first entries of the list are kept, and with them the stranger's place.
+            QCOMPARE(logNames(m_path), names.mid(place == 0 ? 4 : 3) + QStringList("stranger.log"_q));
+            QVERIFY(QFile::remove(m_path + "stranger.log"_q));
+        }
     }
 
     void removesNothingWithoutADirectory()

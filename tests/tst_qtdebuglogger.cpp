@@ -5,6 +5,7 @@
 #include "support/TestSupport.h"
 
 #include <QElapsedTimer>
+#include <QPointer>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -172,33 +173,24 @@ private Q_SLOTS:
         QCOMPARE(writtenLogs(), QByteArray("the host's\nthe logger's\n"));
     }
 
-    void makesEachRequestAfresh()
+    void destroysEachRequestOnceItIsWritten()
     {
-        using Meddle = void (*)(FileIOObject &);
-        const Meddle meddlings[] = {[](FileIOObject &request) { request.setObjectName("mine"_q); },
-                                    [](FileIOObject &request) { request.setProperty("mine", 1); },
-                                    [](FileIOObject &request) { request.blockSignals(true); },
-                                    [](FileIOObject &request) { new QObject(&request); },
-                                    [](FileIOObject &request) { request.path = "mine"_q; },
-                                    [](FileIOObject &request) { request.state = eIOREADYTOOPEN; },
-                                    [](FileIOObject &request) { request.myfile.setFileName("mine"_q); },
-                                    [](FileIOObject &request) { request.contentList.append("mine"_q); }};
-        for (const Meddle meddle : meddlings) {
-            const auto connection = connect(logger(), &QtDebugLogger::handleIOSignal,
-                                            [meddle](const FileIOObjectPointer &request) { meddle(*request); });
-            append("touched");
-            disconnect(connection);
-            QVERIFY(logger()->flush(kEnoughMs));
-            logger()->stopThread(); // Nobody holds it any more.
-            logger()->startThread();
-            const Requests requests;
-            append("fresh");
-            const auto request = requests.last();
-            QVERIFY(request->objectName().isEmpty() && request->dynamicPropertyNames().isEmpty());
-            QVERIFY(request->children().isEmpty() && !request->signalsBlocked());
-            QVERIFY(request->path.isEmpty() && !request->state && request->myfile.fileName().isEmpty());
-            QCOMPARE(requests.lastLine(), "fresh"_q);
-        }
+        std::atomic<int> destroyed{0};
+        QList<QPointer<FileIOObject>> seen;
+        FileIOObjectPointer kept;
+        const auto connection = connect(logger(), &QtDebugLogger::handleIOSignal, [&](const auto &request) {
+            seen.append(request.data());
+            kept = request;
+            connect(request.data(), &QObject::destroyed, [&destroyed] { ++destroyed; });
+        });
+        for (const char *const line : {"a", "b", "c"})
+            append(line);
+        disconnect(connection);
+        QVERIFY(logger()->flush(kEnoughMs));
+        QCOMPARE(destroyed.load(), 2);
+        QVERIFY(seen.size() == 3 && seen[0].isNull() && seen[1].isNull() && seen[2] == kept.data());
+        kept.clear();
+        QCOMPARE(destroyed.load(), 3);
     }
 
     void flushesForManyThreads()
