@@ -9,7 +9,6 @@
 
 #include <QElapsedTimer>
 #include <QMap>
-#include <QRegularExpression>
 
 #include <cerrno>
 #include <csignal>
@@ -184,9 +183,6 @@ void raiseAll(int from, int to)
 
 Tally expectWholeLines(int count)
 {
-    static const QRegularExpression pattern(
-        "^\\[(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)\\] (<\\w+:> )\\S* \\d+: ((?:t(\\d) (\\d+)\\. *\\|$)?.*)$"_q,
-        QRegularExpression::DotMatchesEverythingOption);
     Tally tally;
     QString time;
     int broken = 0; // Records that are none, or out of order, or the second of two that are the same.
@@ -194,16 +190,25 @@ Tally expectWholeLines(int count)
     for (int begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
         end = bytes.indexOf("\n\n", begin);
         end = end < 0 ? bytes.size() : end;
-        const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(bytes.mid(begin, end - begin)));
-        time = match.captured(1);
-        tally.last = match.captured(2) + match.captured(3);
-        if (!match.hasMatch() || end == bytes.size()) {
+        // Without regular expressions: Qt's globals for them must not be there before the next host.
+        const QByteArray record = bytes.mid(begin, end - begin);
+        const int place = record.indexOf(' ', 22) + 1; // Of file and line.
+        const int colon = record.indexOf(": ", place);
+        const int lineNumber = record.indexOf(' ', place);
+        const QByteArray text = record.mid(colon + 2);
+        time = QString::fromUtf8(record.mid(1, 19));
+        tally.last = QString::fromUtf8(record.mid(22, place - 22) + text);
+        bool isNumber = false;
+        record.mid(lineNumber + 1, colon - lineNumber - 1).toInt(&isNumber);
+        if (end == bytes.size() || !record.startsWith('[') || record.mid(20, 3) != "] <" || !isNumber) {
             ++broken;
-        } else if (match.captured(5).isEmpty()) {
+            continue;
+        }
+        const int number = text.mid(3, text.indexOf('.') - 3).toInt(&isNumber);
+        if (!isNumber || !text.startsWith('t') || !text.endsWith('|')) {
             tally.others.append(tally.last);
         } else {
-            const auto source = match.captured(4).toUInt();
-            const int number = match.captured(5).toInt();
+            const auto source = static_cast<std::size_t>(text.at(1) - '0');
             tally.gaps += number > tally.next.at(source) ? 1 : 0;
             broken += number < tally.next.at(source) ? 1 : 0;
             tally.next.at(source) = number + 1;

@@ -10,6 +10,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+
 /** Bytes at which this build's library replaces a log file. */
 constexpr qint64 kFileSizeLimit = BRINDLECAST_FILE_SIZE_LIMIT;
 
@@ -94,7 +96,10 @@ inline QByteArray fileContents(const QString &path)
 /** The "*.log" names in a directory, sorted. */
 inline QStringList logNames(const QString &directory = logDirectory())
 {
-    return QDir(directory).entryList({"*.log"_q}, QDir::Files, QDir::Name);
+    QStringList names = QDir(directory).entryList(QDir::Files, QDir::Name);
+    names.erase(std::remove_if(names.begin(), names.end(), [](const auto &name) { return !name.endsWith(".log"_q); }),
+                names.end());
+    return names;
 }
 
 /** The contents of all log files, one after the other in the order of their names. */
