@@ -288,6 +288,7 @@ SCENARIO(printsWhatThePatternLeaves, 1)
             const Host host;
             QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, [] {});
         }
+        startLogging(); // In vain, without an application.
         qDebug("left out");
         qWarning("seen");
         qWarning("after a host's slot");

@@ -117,10 +117,10 @@ SCENARIO(runsALoopOnTheWriterThread, 50)
                 return;
             auto *const object = new QObject;
             QObject::connect(object, &QObject::destroyed, [&isDeleted] { isDeleted.store(true); });
-            object->deleteLater();
             QEventLoop nested;
             loop.store(&nested);
             nested.exec();
+            object->deleteLater();
             timespec time = {};
             ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
             cpuMs.store(time.tv_sec * 1000LL + time.tv_nsec / 1000000);

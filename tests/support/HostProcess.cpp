@@ -43,10 +43,16 @@ bool isStalled()
     return disk.load() == Disk::Stalled || disk.load() == Disk::StalledHalfway || disk.load() == Disk::StalledAtTheEnd;
 }
 
+// Within a line, also of several that are equally long.
+size_t half(size_t size)
+{
+    return size / 2 + 1;
+}
+
 // How many of the bytes reach the file before the disk stalls.
 size_t bytesBeforeTheStall(size_t size)
 {
-    return disk.load() == Disk::StalledAtTheEnd ? size : disk.load() == Disk::StalledHalfway ? size / 2 : 0;
+    return disk.load() == Disk::StalledAtTheEnd ? size : disk.load() == Disk::StalledHalfway ? half(size) : 0;
 }
 
 // Whether these are several lines; notes it, and where in the file they would lie.
@@ -83,7 +89,7 @@ extern "C" Q_DECL_EXPORT ssize_t write(int descriptor, const void *bytes, size_t
         if (isRestRefused.exchange(false))
             return -1;
         isRestRefused.store(isRunForAFile);
-        return realWrite(descriptor, bytes, isRunForAFile ? size / 2 : size);
+        return realWrite(descriptor, bytes, isRunForAFile ? half(size) : size);
     }
     const size_t early = bytesBeforeTheStall(size);
     if (early > 0 && realWrite(descriptor, bytes, early) < 0)
