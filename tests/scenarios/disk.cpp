@@ -49,11 +49,11 @@ bool fillDisk(qint64 left)
     return filler.resize(qMax(0LL, filler.size() - left));
 }
 
-SCENARIO(thinsTheLogDirectory, 25)
+SCENARIO(thinsTheLogDirectory, kFilesKept + 15)
 {
     for (const bool leavesAtOnce : {false, true}) {
         runHost({}, [amount, leavesAtOnce] {
-            const QStringList kept = makeLogs(amount).mid(amount - 9);
+            const QStringList kept = makeLogs(amount).mid(amount - kFilesKept + 1);
             const QString currentPath = QDir::currentPath();
             const Host host;
             QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, // On the writer thread, too.
@@ -72,14 +72,14 @@ SCENARIO(thinsTheLogDirectory, 25)
             }
             raise(0, 1);
             EXPECT(host.isFlushed());
-            EXPECT_EQUAL(logNames().size(), 10);
-            EXPECT_EQUAL(logNames().mid(0, 9), kept);
+            EXPECT_EQUAL(logNames().size(), kFilesKept);
+            EXPECT_EQUAL(logNames().mid(0, kFilesKept - 1), kept);
         });
         const Tally tally = expectWholeLines();
         EXPECT_EQUAL(tally.lines[0], (leavesAtOnce ? 1 : 2));
         EXPECT_EQUAL(tally.gaps, 0);
         const auto removals = tally.others.filter("<Debug:> The file : \"log-2020-"_q);
-        EXPECT_EQUAL(removals.size(), amount - 9);
+        EXPECT_EQUAL(removals.size(), amount - kFilesKept + 1);
         EXPECT_EQUAL(tally.others, removals);
     }
 }

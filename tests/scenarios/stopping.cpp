@@ -18,7 +18,7 @@ SCENARIO(stopsAndStartsUnderLoad, 300)
         const Host host;
         LoggingThreads threads(4, 1000);
         const auto descriptors = [] { return QDir("/proc/self/fd"_q).entryList(QDir::System | QDir::Files).size(); };
-        int descriptorsBefore = 0;
+        auto descriptorsBefore = descriptors();
         std::size_t memoryBefore = 0;
         qint64 longestStopMs = 0;
         for (int cycle = 0; cycle < amount; ++cycle) {

@@ -59,7 +59,7 @@ size_t bytesBeforeTheStall(size_t size)
 bool isRun(int descriptor, const char *bytes, size_t size)
 {
     const QByteArray text = QByteArray::fromRawData(bytes, static_cast<int>(size));
-    const int firstEnd = text.indexOf("\n\n");
+    const auto firstEnd = text.indexOf("\n\n");
     struct stat status = {};
     if (firstEnd < 0 || firstEnd + 2 >= text.size() || ::fstat(descriptor, &status) != 0)
         return false;
@@ -193,7 +193,7 @@ Tally expectWholeLines(int count)
     QString time;
     int broken = 0; // Records that are none, or out of order, or the second of two that are the same.
     const QByteArray bytes = writtenLogs();
-    for (int begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
+    for (decltype(bytes.size()) begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
         end = bytes.indexOf("\n\n", begin);
         end = end < 0 ? bytes.size() : end;
         // Without regular expressions: Qt's globals for them must not be there before the next host.
