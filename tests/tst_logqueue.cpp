@@ -42,7 +42,7 @@ QString line(int thread, int number)
 qint64 memoryInUse()
 {
     const struct mallinfo2 memory = ::mallinfo2(); // All 0 under a sanitizer.
-    return static_cast<qint64>(memory.uordblks + memory.hblkhd);
+    return static_cast<qint64>(memory.uordblks) + static_cast<qint64>(memory.hblkhd);
 }
 
 QStringList textsOf(const QueuedEntries &waiting)
@@ -245,6 +245,7 @@ private Q_SLOTS:
         push("x"_q);
         std::atomic<int> inVain{0};
         std::vector<std::thread> threads;
+        threads.reserve(3);
         for (int thread = 0; thread < 3; ++thread)
             threads.emplace_back([&inVain, limitMs] { inVain += queue().flush(QDeadlineTimer(limitMs)) ? 0 : 1; });
         if (isStopped)
@@ -309,7 +310,7 @@ private Q_SLOTS:
         takeAll();
         QVERIFY2((whileWaiting - before) / 100000 < 320, qPrintable(QString::number(whileWaiting - before)));
         const qint64 kept = memoryInUse() - m_memoryAtFirst; // After the floods of all tests before.
-        QVERIFY2(kept < 1024 * 1024, qPrintable(QString::number(kept)));
+        QVERIFY2(kept < 1024LL * 1024, qPrintable(QString::number(kept)));
     }
 
     void holdsLinesOfAnyLength()
