@@ -55,28 +55,43 @@ class BRINDLECAST_EXPORT ExportJob : public QObject
 {
     Q_OBJECT
     Q_DISABLE_COPY(ExportJob)
+    /** How far the job is. */
     Q_PROPERTY(State state READ state NOTIFY stateChanged)
+    /** Whether a job is running. */
     Q_PROPERTY(bool active READ isActive NOTIFY stateChanged)
+    /** Whether the running job was cancelled. */
     Q_PROPERTY(bool cancelling READ isCancelling NOTIFY stateChanged)
+    /** What became of the finished job. */
     Q_PROPERTY(Outcome outcome READ outcome NOTIFY stateChanged)
+    /** Whether everything has reached the medium. @sa safeToRemove() */
     Q_PROPERTY(bool safeToRemove READ safeToRemove NOTIFY stateChanged)
+    /** The files of the job. */
     Q_PROPERTY(int fileCount READ fileCount NOTIFY progressChanged)
+    /** Files copied or failed so far. */
     Q_PROPERTY(int filesDone READ filesDone NOTIFY progressChanged)
+    /** Name of the file being copied. */
     Q_PROPERTY(QString currentFile READ currentFile NOTIFY progressChanged)
+    /** Bytes dealt with so far. */
     Q_PROPERTY(qint64 bytesDone READ bytesDone NOTIFY progressChanged)
+    /** Bytes of all files. */
     Q_PROPERTY(qint64 bytesTotal READ bytesTotal NOTIFY progressChanged)
+    /** The files copied by the finished job. */
     Q_PROPERTY(int copiedCount READ copiedCount NOTIFY stateChanged)
+    /** Bytes that the files take at the destination; -1 while unknown. */
     Q_PROPERTY(qint64 bytesNeeded READ bytesNeeded NOTIFY stateChanged)
+    /** Bytes free at the destination when the job began; -1 while unknown. */
     Q_PROPERTY(qint64 bytesFree READ bytesFree NOTIFY stateChanged)
+    /** What became of each file. @sa resultList() */
     Q_PROPERTY(QVariantList results READ resultList NOTIFY stateChanged)
 
 public:
+    /** How far a job is. */
     enum class State {
         Idle, ///< no job since construction or dismiss()
         Preparing, ///< flushing the log and checking the destination
-        Copying,
+        Copying, ///< one file after the other
         Syncing, ///< all copies are written, the stick may still be busy
-        Finished
+        Finished ///< until dismiss(), or the next job
     };
     Q_ENUM(State)
 
@@ -95,11 +110,12 @@ public:
     };
     Q_ENUM(Outcome)
 
+    /** What became of one file. */
     struct FileResult
     {
         QString name; ///< the file's name in its own folder
         QString savedAs; ///< its name at the destination; empty unless it was copied
-        Outcome outcome;
+        Outcome outcome; ///< Copied, or why it was not
         QString reason; ///< why it was not copied, for a person to read; empty when it was
     };
 
@@ -120,8 +136,11 @@ public:
     /** Forgets a finished job: back to State::Idle. */
     Q_INVOKABLE void dismiss();
 
+    /** How far the job is. */
     State state() const;
+    /** Whether a job runs: neither idle nor finished. */
     bool isActive() const;
+    /** Whether a job runs that was cancelled. */
     bool isCancelling() const;
 
     /** Meaningful in State::Finished. */
@@ -129,6 +148,7 @@ public:
     /** True when the job is finished and everything it wrote has reached the destination's medium. */
     bool safeToRemove() const;
 
+    /** The number of files given to start(). */
     int fileCount() const;
     /** Files copied or failed so far. */
     int filesDone() const;
@@ -136,16 +156,18 @@ public:
     QString currentFile() const;
 
     /**
-     * Bytes of the files dealt with so far, the part of the file in hand included, and of all files; both 0 until that
-     * is known. A file that could not be copied counts with its whole size.
+     * Bytes of the files dealt with so far, the part of the file in hand included; 0 until that is known. A file that
+     * could not be copied counts with its whole size.
      */
     qint64 bytesDone() const;
+    /** Bytes of all files; 0 until that is known. */
     qint64 bytesTotal() const;
 
     /** The files copied by the finished job. */
     int copiedCount() const;
-    /** Bytes that the files take at the destination, and those free there when the job began; -1 while unknown. */
+    /** Bytes that the files take at the destination; -1 while unknown. */
     qint64 bytesNeeded() const;
+    /** Bytes free at the destination when the job began; -1 while unknown. */
     qint64 bytesFree() const;
 
     /** One result per file, in the order given to start(); empty until the job is finished. */
@@ -154,6 +176,7 @@ public:
     QVariantList resultList() const;
 
 Q_SIGNALS:
+    /** Sent whenever the state changes, and when a running job is cancelled. */
     void stateChanged();
     /** Sent ten times a second at most while the job runs, and at its start and end. */
     void progressChanged();

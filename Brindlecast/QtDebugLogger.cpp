@@ -87,20 +87,20 @@ QtDebugLogger::QtDebugLogger(QObject *parent)
     qRegisterMetaType<FileIOObjectPointer>("FileIOObjectPointer");
     // Direct connections: the queue does the rest. On the writer thread itself, the worker is called at once.
     LogWriterWorker *const worker = m_writerWorker.data();
-    const auto forward = [worker](const FileIOObjectPointer &request) {
+    const auto pushRequest = [worker](const FileIOObjectPointer &request) {
         if (LogWriterThread::isCurrent())
             worker->onHandleIO(request);
         else if (!request.isNull())
             request->m_isRefused = !queue().pushRequest(request);
     };
-    const auto forwardClear = [worker] {
+    const auto pushClear = [worker] {
         if (LogWriterThread::isCurrent())
             worker->onClearData();
         else
             queue().pushClear();
     };
-    connect(this, &QtDebugLogger::handleIOSignal, worker, forward, Qt::DirectConnection);
-    connect(this, &QtDebugLogger::clearSignal, worker, forwardClear, Qt::DirectConnection);
+    connect(this, &QtDebugLogger::handleIOSignal, worker, pushRequest, Qt::DirectConnection);
+    connect(this, &QtDebugLogger::clearSignal, worker, pushClear, Qt::DirectConnection);
 
     // Qt destroys what it made before the logger after it. The writer still needs this while the process exits.
     QLoggingCategory::defaultCategory();

@@ -176,7 +176,9 @@ protected:
     /** Queues one line, if its category is enabled. */
     void appendLog(const QString &message, unsigned long category);
 
+    /** Notes that a host can see lines from now on. */
     void connectNotify(const QMetaMethod &signal) override;
+    /** Notes that a host may have cut the logger's own connection. */
     void disconnectNotify(const QMetaMethod &signal) override;
 
 private:

@@ -163,7 +163,7 @@ int main(int argc, char *argv[])
         run(*contender, static_cast<Way>(way), std::atoi(argv[3]), std::atoi(argv[4]));
         return 0;
     }
-    std::fprintf(stderr,
-                 "usage: bench_message CONTENDER paced|flat|throughput|steady|singly|memory THREADS LINES_PER_THREAD\n");
+    std::fprintf(
+        stderr, "usage: bench_message CONTENDER paced|flat|throughput|steady|singly|memory THREADS LINES_PER_THREAD\n");
     return 2;
 }

@@ -25,8 +25,8 @@ SCENARIO(raisesAFatalMessage, 20)
     }
 }
 
-// The kernel looks for a kill between two pages of a write, so a line that lies in both can be torn there, about once in
-// 150 kills flat out; nowhere else.
+// The kernel looks for a kill between two pages of a write, so a line that lies in both can be torn there, about once
+// in 150 kills flat out; nowhere else.
 void cutLinesAtPageEnds()
 {
     const QStringList names = logNames();
