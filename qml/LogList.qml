@@ -30,9 +30,11 @@ Rectangle {
         anchors.fill: parent
         spacing: 0
 
-        RowLayout {
+        // Placed by anchors: a layout can miss that the choice unfolds while it is being laid out itself (Qt 6.4).
+        Item {
+            Layout.fillWidth: true
             Layout.margins: Theme.gap / 2
-            spacing: Theme.gap
+            implicitHeight: Math.max(allBox.implicitHeight, choice.implicitHeight)
             visible: !panel.empty
 
             Pressable {
@@ -41,6 +43,7 @@ Rectangle {
                 readonly property bool all: panel.logExport.selectedCount >= list.count && list.count > 0
 
                 objectName: "allBox"
+                anchors.left: parent.left
                 text: qsTr("All", "logs")
                 leftPadding: (Theme.touchSize + Theme.gap - box.implicitWidth) / 2 - Theme.gap / 2
                 rightPadding: Theme.gap
@@ -71,9 +74,11 @@ Rectangle {
                     }
                 }
             }
-            Item { Layout.fillWidth: true }
             Choice {
+                id: choice
+
                 objectName: "sortChoice"
+                anchors.right: parent.right
                 label: qsTr("Order")
                 options: [qsTr("Newest"), qsTr("Oldest"), qsTr("Largest")]
                 current: panel.logExport.sortOrder
