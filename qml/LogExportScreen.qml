@@ -26,7 +26,7 @@ FocusScope {
     property bool showsLoggingSwitch: true
     // Adds a button that asks the host to leave the screen.
     property bool showsBackButton: false
-    signal left()
+    signal leaveRequested()
 
     readonly property bool upright: height > width
     // So low, or with text so large, that list and panel take turns while logs are copied.
@@ -80,7 +80,7 @@ FocusScope {
                 visible: root.showsBackButton
                 glyph: mirrored ? "forward" : "back"
                 text: qsTr("Back")
-                onClicked: root.left()
+                onClicked: root.leaveRequested()
             }
             Label {
                 objectName: "title"
