@@ -48,6 +48,35 @@ public:
     QString lastLine() const { return last()->contentList.join("another line: "_q); }
 };
 
+// Stands in for the console, as the handler before the logger's, and looks whether a message's line is in the file by
+// then.
+struct Console
+{
+    Console()
+        : m_formerHandler(qInstallMessageHandler(take))
+    {
+        taken.clear();
+    }
+    ~Console()
+    {
+        logger()->disableOutputFile();
+        qInstallMessageHandler(m_formerHandler);
+    }
+    Q_DISABLE_COPY(Console)
+
+    static void take(QtMsgType type, const QMessageLogContext &, const QString &text)
+    {
+        // The line of a fatal message has been waited for.
+        const bool isFlushed = type == QtFatalMsg || logger()->flush(kEnoughMs);
+        const bool isWritten = isFlushed && writtenLogs().contains(text.toUtf8() + '\n');
+        taken += text + (isWritten ? ": in the file"_q : ": not there"_q);
+    }
+    static inline QStringList taken;
+
+private:
+    const QtMessageHandler m_formerHandler;
+};
+
 } // namespace
 
 class tst_QtDebugLogger : public QObject
@@ -144,6 +173,45 @@ private Q_SLOTS:
         logger()->startThread();
         QVERIFY(logger()->flush(-5) && Recorder().formerHandler == defaultHandler);
         QCOMPARE(writtenLogs(), QByteArray("a\nb\nc\n"));
+    }
+
+    void forwardsWhatIsQueued()
+    {
+        const Console console;
+        logger()->enableOutputFile();
+        qDebug("only the file");
+        logger()->setForwarding(true);
+        qDebug("both");
+        logger()->setLogCategoryEnabled(false, 1);
+        qDebug("only the console");
+        logger()->setLogCategoryEnabled(true, 1);
+        logger()->setFatalFlushTimeout(kEnoughMs);
+        Logger::outputMessage(QtFatalMsg, {"a/b", 1, "function", "category"}, "the end"_q);
+        logger()->setFatalFlushTimeout(0);
+        logger()->setForwarding(false);
+        qDebug("only the file again");
+        QCOMPARE(Console::taken,
+                 QStringList({"both: in the file"_q, "only the console: not there"_q, "the end: in the file"_q}));
+        QVERIFY(logger()->flush(kEnoughMs));
+        QCOMPARE(writtenLogs().count('>'), 4);
+    }
+
+    void forwardsOnceToAHandlerThatCallsBack()
+    {
+        const Console console;
+        logger()->enableOutputFile();
+        const QtMessageHandler around = [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+            Console::take(type, context, text);
+            Logger::outputMessage(type, context, text);
+        };
+        qInstallMessageHandler(around);
+        logger()->enableOutputFile();
+        logger()->setForwarding(true);
+        qDebug("one");
+        logger()->setForwarding(false);
+        QCOMPARE(Console::taken, QStringList("one: in the file"_q));
+        QVERIFY(logger()->flush(kEnoughMs));
+        QCOMPARE(writtenLogs().count("one"), 1);
     }
 
     void writesAnyText()
