@@ -60,7 +60,7 @@ bool ExportJob::start(const QStringList &files, const QString &destination)
         return false;
 
     d_ptr->run = std::move(run);
-    d_ptr->fileCount = files.size();
+    d_ptr->fileCount = static_cast<int>(files.size());
     d_ptr->progress = {};
     d_ptr->clear(State::Preparing);
     d_ptr->progressTimer.start(kProgressIntervalMs, this);

@@ -13,7 +13,7 @@ void ListedFiles::setFiles(const QFileInfoList &files)
     m_shown.reserve(files.size());
     for (const QFileInfo &file : files)
         m_shown.append({file.fileName(), file});
-    m_rowCount = files.size();
+    m_rowCount = static_cast<int>(files.size());
 }
 
 QFileInfo ListedFiles::fileOfRow(int row) const
@@ -60,7 +60,7 @@ void ListedFiles::followRows(const QStringList &names)
     m_shown.reserve(former.size());
     for (const QString &name : names)
         m_shown.append({name, unclaimed.take(name)});
-    m_rowCount = names.size();
+    m_rowCount = static_cast<int>(names.size());
     for (const Shown &shown : former) {
         if (unclaimed.contains(shown.name))
             m_shown.append({shown.name, unclaimed.take(shown.name)});

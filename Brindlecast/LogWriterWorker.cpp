@@ -261,7 +261,7 @@ void LogWriterWorker::finishUp()
         guardDirectory();
     // One round only: a file that makes Qt warn at every write must not keep us here. One by one, so that a thread that
     // is cut off in one keeps the others.
-    for (int left = m_deferred.size(); left > 0; --left)
+    for (auto left = m_deferred.size(); left > 0; --left)
         writeAtOnce(m_deferred.takeFirst());
 }
 

@@ -30,7 +30,7 @@ configure_file(cmake/brindlecast.pc.in ${PROJECT_BINARY_DIR}/brindlecast${suffix
 install(FILES ${PROJECT_BINARY_DIR}/brindlecast${suffix}.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 
 if(BRINDLECAST_BUILD_QML_MODULE)
-    set(BRINDLECAST_QML_DIR ${CMAKE_INSTALL_LIBDIR}/qt5/qml CACHE STRING "Qt's folder of QML modules, below the prefix")
+    set(BRINDLECAST_QML_DIR ${CMAKE_INSTALL_LIBDIR}/qt${BRINDLECAST_QT_MAJOR}/qml CACHE STRING "Qt's folder of QML modules, below the prefix")
     install(TARGETS brindlecastqmlplugin LIBRARY DESTINATION ${BRINDLECAST_QML_DIR}/Brindlecast COMPONENT qml)
     install(FILES ${qml_module_files} DESTINATION ${BRINDLECAST_QML_DIR}/Brindlecast COMPONENT qml)
 endif()

@@ -136,7 +136,7 @@ bool addText(QString &text, std::string_view bytes, int longest)
 {
     QString added = QString::fromUtf8(bytes.data(), static_cast<int>(std::min(bytes.size(), kLineBytes)));
     const bool isAll = bytes.size() <= kLineBytes && text.size() + added.size() <= longest;
-    int room = std::min(longest - text.size(), added.size());
+    auto room = std::min(longest - text.size(), added.size());
     if (room > 0 && room < added.size() && added.at(room).isLowSurrogate())
         --room;
     added.truncate(room);

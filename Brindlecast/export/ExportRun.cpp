@@ -361,7 +361,7 @@ void ExportRun::finishFile(const Source &source, Outcome outcome, const QString 
     m_bytesBefore += qMax(source.size, qint64{0});
     const QMutexLocker lock(&m_mutex);
     m_progress.bytesDone = m_bytesBefore;
-    m_progress.filesDone = m_report.files.size();
+    m_progress.filesDone = static_cast<int>(m_report.files.size());
 }
 
 // The files not yet copied share the job's outcome.
@@ -369,7 +369,7 @@ void ExportRun::giveUp(Outcome outcome)
 {
     m_isGivenUp = true;
     m_report.outcome = outcome;
-    for (int i = m_report.files.size(); i < m_sources.size(); ++i)
+    for (auto i = m_report.files.size(); i < m_sources.size(); ++i)
         m_report.files.append({m_sources.at(i).name, QString(), outcome, reasonFor(outcome)});
 }
 

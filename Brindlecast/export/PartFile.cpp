@@ -33,7 +33,7 @@ QByteArray partName(quint32 number)
 // "a-2.log" for "a.log", and for a name that is as long as names can be, the same at the expense of its end.
 QByteArray numberedName(const QByteArray &name, int number)
 {
-    const int dot = name.lastIndexOf('.');
+    const auto dot = name.lastIndexOf('.');
     QByteArray base = dot < 0 ? name : name.left(dot);
     QByteArray end = dot < 0 || dot == name.size() - 1 ? QByteArray() : name.mid(dot);
     const QByteArray mark = '-' + QByteArray::number(number);
@@ -42,8 +42,8 @@ QByteArray numberedName(const QByteArray &name, int number)
         end.clear();
     }
     const auto isInsideCharacter
-        = [&base](int at) { return (static_cast<unsigned char>(base.at(at)) & 0xc0U) == 0x80U; };
-    int kept = qMin(base.size(), NAME_MAX - mark.size() - end.size());
+        = [&base](auto at) { return (static_cast<unsigned char>(base.at(at)) & 0xc0U) == 0x80U; };
+    auto kept = qMin(base.size(), NAME_MAX - mark.size() - end.size());
     while (kept > 0 && kept < base.size() && isInsideCharacter(kept))
         --kept;
     return base.left(kept) + mark + end;
