@@ -23,7 +23,7 @@ DEPENDS += "qtbase"
 
 # The QML module is a package of its own; without "qml" Qt Quick is not even built.
 PACKAGECONFIG ??= "qml"
-PACKAGECONFIG[qml] = "-DBRINDLECAST_BUILD_QML_MODULE=ON,-DBRINDLECAST_BUILD_QML_MODULE=OFF,qtdeclarative qtdeclarative-native qttools qttools-native"
+PACKAGECONFIG[qml] = "-DBRINDLECAST_BUILD_QML_MODULE=ON -DBRINDLECAST_QML_DIR=${BRINDLECAST_QML_DIR},-DBRINDLECAST_BUILD_QML_MODULE=OFF,qtdeclarative qtdeclarative-native qttools qttools-native"
 
 EXTRA_OECMAKE += " \
     -DBUILD_TESTING=OFF \
