@@ -31,8 +31,8 @@
 
 namespace {
 
-/** What happens to the job's system calls: 'c'opy, 'w'rite, 'b'ack, 'f'ile and 'd'irectory sync, 'r'ename, 'l'ink,
- * 's'ync. */
+/** What happens to the job's system calls: loc'k', 'c'opy, 'w'rite, 'b'ack, 'f'ile and 'd'irectory sync, 'r'ename,
+ * 'l'ink, 's'ync. */
 struct Calls
 {
     std::mutex mutex;
@@ -87,6 +87,12 @@ template <typename Function> Function real(const char *name)
 // In the place of the C library's.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
 extern "C" {
+
+Q_DECL_EXPORT int flock(int file, int operation) noexcept
+{
+    static const auto call = real<decltype(&::flock)>("flock");
+    return calls().fail('k') ? -1 : call(file, operation);
+}
 
 Q_DECL_EXPORT ssize_t sendfile(int to, int from, off_t *offset, size_t size)
 {
@@ -303,7 +309,7 @@ private Q_SLOTS:
     {
         QVERIFY(write(log("a.log"_q), "a") && write(log("b.log"_q), "b"));
         QCOMPARE(exported({"a.log"_q, "b.log"_q}), "a.log>a.log b.log>b.log | Copied, safe"_q);
-        QCOMPARE(calls().made, "cfrcfrds"_q);
+        QCOMPARE(calls().made, "kcfrkcfrds"_q);
     }
 
     // A stick that was prepared to lead the copies astray.
@@ -443,6 +449,25 @@ private Q_SLOTS:
         QVERIFY(write(copy(others), "the user's"));
         QCOMPARE(exported({"a.log"_q}), "a.log>a-3.log | Copied, safe"_q);
         QVERIFY(!QFile::exists(copy(part)) && QFile::exists(copy(others)));
+    }
+
+    // Another export, which looks for leftovers, can lock a part before its maker does, and removes it then.
+    void givesUpAPartTakenForALeftover()
+    {
+        QVERIFY(write(log("a.log"_q), "log"));
+        QByteArray part;
+        int other = -1;
+        calls().set('k', 0, [&] {
+            if (!part.isEmpty())
+                return;
+            part = QFile::encodeName(copy(QDir(m_stick).entryList({"*.part"_q}, QDir::Files).value(0)));
+            other = ::open(part.constData(), O_RDONLY | O_CLOEXEC);
+            ::flock(other, LOCK_EX | LOCK_NB);
+        });
+        calls().set('f', 0, [&] { ::unlink(part.constData()); });
+        QCOMPARE(exported({"a.log"_q}), "a.log>a.log | Copied, safe"_q);
+        ::close(other);
+        QCOMPARE(inventory(m_stick).size(), 1);
     }
 
     void refusesWhatIsNoLog()

@@ -84,12 +84,16 @@ int PartFile::makeFile(mode_t mode)
             continue;
         if (m_descriptor < 0)
             return errno;
-        // Another export, which looks for leftovers, may have found it before it was locked.
-        ::flock(m_descriptor, LOCK_EX | LOCK_NB);
         if (::fstat(m_descriptor, &m_identity) != 0)
             return errno;
-        if (m_folder.holds(m_name, m_identity))
+        // Another export, which looks for leftovers, may have found it before it was locked: who holds the lock is
+        // about to remove it. Some file systems have no locks, and no leftovers are removed there.
+        const bool isTaken = ::flock(m_descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        const bool isThere = m_folder.holds(m_name, m_identity);
+        if (isThere && !isTaken)
             return 0;
+        if (isThere)
+            ::unlinkat(m_folder.descriptor(), m_name.constData(), 0);
         ::close(m_descriptor);
         m_descriptor = -1;
     }
