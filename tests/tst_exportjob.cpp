@@ -544,6 +544,21 @@ private Q_SLOTS:
                 && int(status.st_mode & 07777) == mode);
     }
 
+    // The destination is there all the same.
+    void tellsOfAProcessWithoutFilesLeft()
+    {
+        QVERIFY(write(log("a.log"_q), "a"));
+        rlimit former = {};
+        ::getrlimit(RLIMIT_NOFILE, &former);
+        const int next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+        ::close(next);
+        const rlimit none = {static_cast<rlim_t>(next), former.rlim_max};
+        QCOMPARE(::setrlimit(RLIMIT_NOFILE, &none), 0);
+        const QString end = exported({"a.log"_q});
+        ::setrlimit(RLIMIT_NOFILE, &former);
+        QCOMPARE(end, "a.log:CopyFailed | CopyFailed"_q);
+    }
+
     void tellsWhatFailed_data()
     {
         QTest::addColumn<QString>("call");

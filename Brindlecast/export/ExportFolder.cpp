@@ -25,6 +25,7 @@ bool isSame(const struct stat &one, const struct stat &other)
 ExportFolder::ExportFolder(const QByteArray &path)
     : m_path(path)
     , m_descriptor(::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    , m_openError(m_descriptor < 0 ? errno : 0)
 {
 }
 

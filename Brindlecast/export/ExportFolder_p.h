@@ -25,6 +25,8 @@ public:
     Q_DISABLE_COPY(ExportFolder)
 
     int descriptor() const { return m_descriptor; }
+    /** Why it could not be opened, as errno; 0 when it was. */
+    int openError() const { return m_openError; }
 
     /** True while the path leads to the folder that was opened. */
     bool isHere() const;
@@ -49,4 +51,5 @@ private:
 
     const QByteArray m_path;
     const int m_descriptor;
+    const int m_openError;
 };

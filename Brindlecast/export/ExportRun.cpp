@@ -234,6 +234,15 @@ void ExportRun::copyAll()
 
 bool ExportRun::prepare(const ExportFolder &folder)
 {
+    const int error = folder.openError();
+    if (error == EMFILE || error == ENFILE || error == ENOMEM) {
+        giveUp(Outcome::CopyFailed, reasonForDestination(error));
+        return false;
+    }
+    if (error == EACCES) {
+        giveUp(Outcome::DestinationReadOnly);
+        return false;
+    }
     if (!folder.isHere()) {
         giveUp(Outcome::DestinationGone);
         return false;
@@ -367,10 +376,15 @@ void ExportRun::finishFile(const Source &source, Outcome outcome, const QString 
 // The files not yet copied share the job's outcome.
 void ExportRun::giveUp(Outcome outcome)
 {
+    giveUp(outcome, reasonFor(outcome));
+}
+
+void ExportRun::giveUp(Outcome outcome, const QString &reason)
+{
     m_isGivenUp = true;
     m_report.outcome = outcome;
     for (auto i = m_report.files.size(); i < m_sources.size(); ++i)
-        m_report.files.append({m_sources.at(i).name, QString(), outcome, reasonFor(outcome)});
+        m_report.files.append({m_sources.at(i).name, QString(), outcome, reason});
 }
 
 void ExportRun::sync(const ExportFolder &folder)

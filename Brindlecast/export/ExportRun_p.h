@@ -88,6 +88,7 @@ private:
     /** Fails the file in hand for an `error` of the destination. */
     void failForDestination(const Source &source, int error);
     void giveUp(Outcome outcome);
+    void giveUp(Outcome outcome, const QString &reason);
     void sync(const ExportFolder &folder);
 
     void enter(State state);
