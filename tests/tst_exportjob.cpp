@@ -498,6 +498,22 @@ private Q_SLOTS:
         calls().set('c', 0, append);
         QCOMPARE(exported({"a.log"_q}), "a.log>a.log | Copied, safe"_q);
         QCOMPARE(fileContents(copy("a.log"_q)), someBytes(1000000));
+        // Another file in its place is copied whole; the progress keeps to the total that was told.
+        calls().set('f', 0, [this] {
+            write(log("new"_q), someBytes(1200000));
+            ::rename(QFile::encodeName(log("new"_q)).constData(), QFile::encodeName(log("a.log"_q)).constData());
+            calls().set('f', 0);
+        });
+        calls().set('c', 0, [] { ::usleep(200000); });
+        ExportJob job;
+        QVERIFY(write(log("b.log"_q), "b") && job.start({log("b.log"_q), log("a.log"_q)}, m_stick));
+        bool isWithinTotal = true;
+        connect(&job, &ExportJob::progressChanged, this,
+                [&] { isWithinTotal = isWithinTotal && job.bytesDone() <= qMax(job.bytesTotal(), qint64{1}); });
+        QVERIFY(isFinished(job) && isWithinTotal);
+        QCOMPARE(told(job), "b.log>b.log a.log>a-2.log | Copied, safe"_q);
+        QCOMPARE(fileContents(copy("a-2.log"_q)), someBytes(1200000));
+        QVERIFY(QFile::remove(copy("a-2.log"_q)) && QFile::remove(copy("b.log"_q)));
         calls().set('c', 0, [this] { QFile::resize(log("a.log"_q), 1000); });
         QCOMPARE(exported({"a.log"_q}), "a.log:CopyFailed | CopyFailed, safe"_q);
         QCOMPARE(inventory(m_stick).size(), 1);

@@ -152,7 +152,7 @@ ExportRun::ExportRun(const QStringList &files, const QString &destination, Expor
     , m_job(job)
 {
     for (const QString &file : files)
-        m_sources.append({encodedPath(file), QFileInfo(file).fileName(), -1});
+        m_sources.append({encodedPath(file), QFileInfo(file).fileName(), -1, {}});
 }
 
 ExportRun::Progress ExportRun::progress() const
@@ -260,6 +260,7 @@ bool ExportRun::prepare(const ExportFolder &folder)
         if (source.path.isEmpty() || ::stat(source.path.constData(), &status) != 0 || !S_ISREG(status.st_mode))
             continue;
         source.size = status.st_size;
+        source.identity = {status.st_dev, status.st_ino};
         total += source.size;
         m_report.bytesNeeded += folder.sizeOnDisk(source.size);
     }
@@ -309,13 +310,15 @@ void ExportRun::copyFile(const Source &source, const ExportFolder &folder)
     if (file < 0)
         return;
 
-    const qint64 size = source.size < 0 ? status.st_size : source.size;
+    const qint64 counted = qMax(source.size, qint64{0});
+    const bool isSame = source.identity == std::make_pair(status.st_dev, status.st_ino);
+    const qint64 size = isSame ? source.size : status.st_size;
     PartFile part(folder, permissionsFor(status));
     int error = part.creationError();
     FileCopy copy;
     if (error == 0) {
-        copy = FileCopy::run(file, part.descriptor(), size, [this](qint64 done) {
-            showBytes(m_bytesBefore + done);
+        copy = FileCopy::run(file, part.descriptor(), size, [this, counted](qint64 done) {
+            showBytes(m_bytesBefore + qMin(done, counted));
             return !isCancelled();
         });
     }

@@ -14,6 +14,7 @@
 #include <QWaitCondition>
 
 #include <atomic>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -76,6 +77,7 @@ private:
         QByteArray path;
         QString name;
         qint64 size = -1; // when the export began: a log that grows is copied up to here; -1 for one not there then
+        std::pair<dev_t, ino_t> identity; // at that time, too
     };
 
     void work();
