@@ -65,6 +65,8 @@ void LogFiles::update()
 
 void LogFiles::updateMark(int row)
 {
+    if (!m_isStale) // A slot has had all rows brought up to date.
+        return;
     m_isStale = false;
     m_rows[row].isMarked = m_list->data(m_list->index(row), kSelectedRole).toBool();
     Q_EMIT dataChanged(index(row), index(row), {MarkedRole});

@@ -51,7 +51,7 @@ public:
 
     /** Brings the rows up to date at once. Otherwise that is done when control returns to the event loop. */
     void update();
-    /** The same when it is known that nothing but the mark of `row` has changed since the last update. */
+    /** The same when nothing but the mark of `row` can have changed since the last update. */
     void updateMark(int row);
     /** Has sizes and dates read anew, with the next update. */
     void forgetDetails();

@@ -89,6 +89,18 @@ Item {
             }
         }
 
+        // A host that shows another folder the moment that a log is marked.
+        function test_folderChangedByAMark() {
+            writeLogs(3, 1)
+            open()
+            const empty = disk.makeFolder()
+            const change = () => { screen.logFolder = empty }
+            screen.selectionChanged.connect(change)
+            mark(2)
+            screen.selectionChanged.disconnect(change)
+            compare([list().count, selection()], [0, "0, "])
+        }
+
         function test_rowsAndSorting() {
             write(100, 3000000, 1)
             write(101, 10, 0)
