@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <tuple>
 #include <utility>
@@ -296,6 +297,8 @@ private:
     // The empty lines after a record only part it from the next.
     void continueRecord(std::string_view line)
     {
+        if (m_record->isCut)
+            return;
         if (line.empty()) {
             ++m_emptyLines;
             return;
@@ -393,9 +396,18 @@ public:
         m_request = request;
         m_isAsked = true;
         m_generation = request.generation;
-        if (!m_thread.joinable() && !request.path.isEmpty())
-            m_thread = std::thread([self] { self->run(); });
         m_changed.notify_all();
+        if (m_thread.joinable() || request.path.isEmpty())
+            return;
+        try {
+            m_thread = std::thread([self] { self->run(); });
+        } catch (const std::system_error &) { // The process may have no further thread; the next request tries again.
+            Batch batch;
+            batch.generation = request.generation;
+            batch.state = State::Unreadable;
+            batch.replaces = true;
+            deliver(std::move(batch));
+        }
     }
 
     std::optional<Batch> takeBatch()
@@ -479,6 +491,7 @@ private:
             batch.isComplete = m_parser->isComplete();
             batch.hasLevels = m_isLog || m_parser->hasLevels();
         }
+        const std::lock_guard<std::mutex> lock(m_mutex);
         deliver(std::move(batch));
     }
 
@@ -539,10 +552,10 @@ private:
         return true;
     }
 
-    // One call of the model waits at most: what is found before it is carried out is added to the batch.
+    // One call of the model waits at most: what is found before it is carried out is added to the batch. m_mutex is
+    // locked.
     void deliver(Batch batch)
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
         if (m_model == nullptr)
             return;
         if (!m_batch)
@@ -705,9 +718,13 @@ void LogTail::takeBatch()
 void LogTail::replaceRows(Rows rows)
 {
     const int formerCount = count();
+    const unsigned generation = m_generation;
     const QPointer<LogTail> self(this);
     beginResetModel();
-    m_rows = std::move(rows);
+    if (!self)
+        return;
+    if (m_generation == generation) // else they are those of another path
+        m_rows = std::move(rows);
     endResetModel();
     if (self && count() != formerCount)
         Q_EMIT countChanged();

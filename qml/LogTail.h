@@ -33,8 +33,9 @@
  * place. The model is reset when another path or level is set, and when the file was replaced, truncated or written
  * anew, or grew by more than 16 MiB since the last look. The file is not kept open between two looks.
  *
- * Lives on one thread, usually the user interface's; all signals are sent there, and any slot may delete the model. The
- * destructor ends the reading thread, which takes less than a second even while a file on a dead medium can't be read.
+ * Lives on one thread, usually the user interface's; all signals are sent there. Any slot may delete the model or change
+ * it, except those of rowsAboutToBeInserted() and rowsAboutToBeRemoved(), where no model of Qt allows it. The destructor
+ * ends the reading thread, which takes less than a second even while a file on a dead medium can't be read.
  */
 class LogTail : public QAbstractListModel
 {
@@ -65,7 +66,8 @@ public:
         Loading, ///< path or level were set, and the file has not been read yet; lasts while its medium doesn't answer
         Ready, ///< the rows are those of the file; there are none if it is empty or no record is grave enough
         Missing, ///< there is no file at the path
-        Unreadable ///< it can't be read, or is no regular file but a folder, FIFO or device; such are never opened
+        Unreadable ///< it can't be read, or is no regular file but a folder, FIFO or device; such are never opened.
+                   ///< The same while the system has no thread left to read with
     };
     Q_ENUM(State)
 

@@ -18,11 +18,24 @@
 #include <memory>
 #include <thread>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/fanotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+static bool hasThreads = true;
+
+// In the place of the C library's.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
+extern "C" Q_DECL_EXPORT int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*run)(void *),
+                                            void *argument) noexcept
+{
+    static const auto call = reinterpret_cast<decltype(&::pthread_create)>(::dlsym(RTLD_NEXT, "pthread_create"));
+    return hasThreads ? call(thread, attributes, run, argument) : EAGAIN;
+}
 
 namespace {
 
@@ -418,7 +431,7 @@ private Q_SLOTS:
         add("lowestLevelChanged()", "level");
         add("followingChanged()", "following");
         for (const char *cause : {"path", "level"}) {
-            for (const char *signal : {"modelReset()", "countChanged()", "stateChanged()"})
+            for (const char *signal : {"modelAboutToBeReset()", "modelReset()", "countChanged()", "stateChanged()"})
                 add(signal, cause);
         }
         add("countChanged()", "growth");
@@ -457,6 +470,18 @@ private Q_SLOTS:
                 QTRY_COMPARE(texts(*m_tail), QStringList("b"_q));
             }
         }
+    }
+
+    void outlivesARefusedThread()
+    {
+        QVERIFY(write(path(), "a\n"));
+        LogTail tail;
+        hasThreads = false;
+        tail.setPath(path());
+        hasThreads = true;
+        QTRY_COMPARE(tail.state(), LogTail::State::Unreadable);
+        tail.setLowestLevel(LogTail::Level::Debug);
+        QTRY_COMPARE(tail.state(), LogTail::State::Ready);
     }
 
     void endsSoon_data()
