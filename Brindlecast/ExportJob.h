@@ -42,8 +42,8 @@ class ExportJobPrivate;
  * mount point of a stick, and not an empty folder of the device, is for the caller to know.
  *
  * **What is copied** are files, and what links to files lead to. Of a log that grows, the copy holds what it held when
- * the job began, and of a file that took a log's place since, all of it. Copies can be read by whom the original can be read by, as far as the umask allows, and written by
- * their owner alone.
+ * the job began, and of a file that took a log's place since, all of it. Copies can be read by whom the original can be
+ * read by, as far as the umask allows, and written by their owner alone.
  *
  * Thread safety: reentrant. The object lives on one thread with an event loop, usually the user interface's; all
  * signals are sent there, and a slot may delete the object. Relative paths count from the process's working directory

@@ -354,7 +354,7 @@ struct LogTail::Batch
     int retracted = 0;
     Rows rows;
 
-    void add(Batch next)
+    void add(Batch &&next)
     {
         const int ownRetracted = std::min(next.retracted, static_cast<int>(rows.size()));
         rows.erase(rows.end() - ownRetracted, rows.end());

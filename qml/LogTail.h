@@ -33,9 +33,9 @@
  * place. The model is reset when another path or level is set, and when the file was replaced, truncated or written
  * anew, or grew by more than 16 MiB since the last look. The file is not kept open between two looks.
  *
- * Lives on one thread, usually the user interface's; all signals are sent there. Any slot may delete the model or change
- * it, except those of rowsAboutToBeInserted() and rowsAboutToBeRemoved(), where no model of Qt allows it. The destructor
- * ends the reading thread, which takes less than a second even while a file on a dead medium can't be read.
+ * Lives on one thread, usually the user interface's; all signals are sent there. Any slot may delete the model or
+ * change it, except those of rowsAboutToBeInserted() and rowsAboutToBeRemoved(), where no model of Qt allows it. The
+ * destructor ends the reading thread, which takes less than a second even while a file on a dead medium can't be read.
  */
 class LogTail : public QAbstractListModel
 {

@@ -20,7 +20,11 @@ namespace {
 
 constexpr int kEnoughMs = 30000;
 constexpr int kThreads = 8;
-const QObject emitter;
+const QObject &emitter()
+{
+    static const QObject object;
+    return object;
+}
 
 LogQueue &queue()
 {
@@ -29,7 +33,7 @@ LogQueue &queue()
 
 LineOutcome push(const QString &text, unsigned long category = 1)
 {
-    return queue().push(text, category, emitter);
+    return queue().push(text, category, emitter());
 }
 
 // The text that thread `thread` pushes as its line `number`, of a length that differs from line to line.
@@ -318,7 +322,7 @@ private Q_SLOTS:
         for (int size = 16330; size < 16390; ++size) // About as many as a chunk holds.
             texts << QString(size, QChar(0xd800)) << QString(size % 3, QLatin1Char('s'));
         texts << QString(3000000, QChar(0x20ac)) << "the end"_q;
-        for (const QString &text : texts)
+        for (const QString &text : qAsConst(texts))
             QCOMPARE(push(text), LineOutcome::Pushed);
         QVERIFY(takeAll() == texts);
     }

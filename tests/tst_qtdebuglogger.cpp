@@ -55,7 +55,7 @@ struct Console
     Console()
         : m_formerHandler(qInstallMessageHandler(take))
     {
-        taken.clear();
+        taken().clear();
     }
     ~Console()
     {
@@ -69,9 +69,13 @@ struct Console
         // The line of a fatal message has been waited for.
         const bool isFlushed = type == QtFatalMsg || logger()->flush(kEnoughMs);
         const bool isWritten = isFlushed && writtenLogs().contains(text.toUtf8() + '\n');
-        taken += text + (isWritten ? ": in the file"_q : ": not there"_q);
+        taken() += text + (isWritten ? ": in the file"_q : ": not there"_q);
     }
-    static inline QStringList taken;
+    static QStringList &taken()
+    {
+        static QStringList texts;
+        return texts;
+    }
 
 private:
     const QtMessageHandler m_formerHandler;
@@ -190,7 +194,7 @@ private Q_SLOTS:
         logger()->setFatalFlushTimeout(0);
         logger()->setForwarding(false);
         qDebug("only the file again");
-        QCOMPARE(Console::taken,
+        QCOMPARE(Console::taken(),
                  QStringList({"both: in the file"_q, "only the console: not there"_q, "the end: in the file"_q}));
         QVERIFY(logger()->flush(kEnoughMs));
         QCOMPARE(writtenLogs().count('>'), 4);
@@ -209,7 +213,7 @@ private Q_SLOTS:
         logger()->setForwarding(true);
         qDebug("one");
         logger()->setForwarding(false);
-        QCOMPARE(Console::taken, QStringList("one: in the file"_q));
+        QCOMPARE(Console::taken(), QStringList("one: in the file"_q));
         QVERIFY(logger()->flush(kEnoughMs));
         QCOMPARE(writtenLogs().count("one"), 1);
     }

@@ -112,11 +112,12 @@ SCENARIO(runsALoopOnTheWriterThread, 50)
         std::atomic<QEventLoop *> loop{nullptr};
         std::atomic<bool> isDeleted{false};
         std::atomic<qint64> cpuMs{-1};
-        QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, [&](const FileIOObjectPointer &request) {
+        const auto runLoop = [&](const FileIOObjectPointer &request) {
             if (!request->contentList.constFirst().contains("is removed"_q))
                 return;
             auto *const object = new QObject;
-            QObject::connect(object, &QObject::destroyed, [&isDeleted] { isDeleted.store(true); });
+            const auto noteDeletion = [&isDeleted] { isDeleted.store(true); };
+            QObject::connect(object, &QObject::destroyed, object, noteDeletion, Qt::DirectConnection);
             QEventLoop nested;
             loop.store(&nested);
             nested.exec();
@@ -124,7 +125,8 @@ SCENARIO(runsALoopOnTheWriterThread, 50)
             timespec time = {};
             ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
             cpuMs.store(time.tv_sec * 1000LL + time.tv_nsec / 1000000);
-        });
+        };
+        QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, host.logger, runLoop, Qt::DirectConnection);
         raise(0, 0);
         while (loop.load() == nullptr)
             QThread::usleep(100);
