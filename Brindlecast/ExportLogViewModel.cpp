@@ -13,6 +13,7 @@
 #include <QJsonValue>
 #include <QScopedValueRollback>
 #include <QVariant>
+#include <QVector>
 
 #include <utility>
 
@@ -79,6 +80,7 @@ struct ExportLogViewModel::Listing
 {
     QString folder;
     QFileInfoList entries;
+    QVector<qint64> sizes; // by entry, or empty
 };
 
 // What belongs to the rows once they have changed. It takes effect within the change, ahead of every other slot of the
@@ -154,7 +156,8 @@ void ExportLogViewModel::setCurrentFolder(const QString &path)
     if (!path.isEmpty())
         watch(path);
     const QStringList suffixes = {QStringLiteral(".txt"), QStringLiteral(".log")};
-    const Listing listing = {path, filesInOrder(folder, suffixes, m_sortType)};
+    Listing listing = {path, {}, {}};
+    listing.entries = filesInOrder(folder, suffixes, m_sortType, &listing.sizes);
     m_currentFolder = listing.folder;
     rebuildRows(listing);
     Q_EMIT selectedNumberChangedSignal();
@@ -217,7 +220,7 @@ qint64 ExportLogViewModel::getSelectedLogs(QStringList &nameList)
         if (entry.filePath().isEmpty())
             continue;
         nameList.append(entry.filePath());
-        total += entry.size();
+        total += fileSizeOfRow(index);
     }
     return total;
 }
@@ -233,7 +236,7 @@ bool ExportLogViewModel::makeFileViewItemInfo(const QFileInfo &info, CommonListI
 
 void ExportLogViewModel::updateFileListView()
 {
-    rebuildRows({m_currentFolder, m_files->files()});
+    rebuildRows({m_currentFolder, m_files->files(), {}});
 }
 
 bool ExportLogViewModel::setItemSelected(int index)
@@ -313,11 +316,15 @@ void ExportLogViewModel::rebuildRows(const Listing &listing)
         row.setData({}); // shares nothing with its last copy, so that filling it does not copy that first
         if (!makeFileViewItemInfo(info, row)) {
             shown.entries.removeAt(rows.size());
+            if (!shown.sizes.isEmpty())
+                shown.sizes.removeAt(rows.size());
             continue;
         }
+        if (m_isSelectAll) {
+            const qint64 size = shown.sizes.value(rows.size(), -1);
+            markedFileSize += size >= 0 ? size : info.size();
+        }
         rows.append(row);
-        if (m_isSelectAll)
-            markedFileSize += info.size();
     }
     if (rows.isEmpty())
         return;
@@ -337,7 +344,7 @@ void ExportLogViewModel::markAll(bool isSelected)
 
 qint64 ExportLogViewModel::fileSizeOfRow(int index) const
 {
-    return m_files->fileOfRow(index).size();
+    return m_files->sizeOfRow(index);
 }
 
 void ExportLogViewModel::followRowsAboutToBeReset()
@@ -359,7 +366,7 @@ void ExportLogViewModel::finishRowChange()
     const RowChange *rowChange = std::exchange(m_rowChange, nullptr); // what follows within the same call is not ours
     if (rowChange->listing) {
         m_currentFolder = rowChange->listing->folder; // a slot may have listed another one meanwhile
-        m_files->setFiles(rowChange->listing->entries);
+        m_files->setFiles(rowChange->listing->entries, rowChange->listing->sizes);
     }
     m_selectedNumber = rowChange->selectedNumber;
     m_selectedFileSize = rowChange->selectedFileSize;

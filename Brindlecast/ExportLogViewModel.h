@@ -38,7 +38,8 @@ class ListedFiles;
  * **Selection and listing.** Every listing builds all rows anew and drops the former marks, also one that the watcher
  * caused: a row starts marked when setAllSelected() was called later than setNoneSelected(), and unmarked otherwise.
  * Number and size are those of the marked rows at every signal of this object and of its list model. A size is taken
- * once per listing, when a row is first marked, and does not follow a file that grows.
+ * once per listing, by the order by time with the listing itself, by any other when a row is first marked, and does not
+ * follow a file that grows.
  *
  * **Rows changed by others.** A host may edit rows through fileListViewModel(), for example add a value of its own.
  * Marks set that way count like any other. A row is tied to its file by "file_name", so rows may be moved or removed. A

@@ -19,30 +19,39 @@ struct SortKey
     qint64 milliseconds;
     QString name;
     int position;
+    qint64 size;
 };
 
-qint64 modificationMilliseconds(const QFileInfo &info)
+struct TimeAndSize
+{
+    qint64 milliseconds;
+    qint64 size; // -1 for one that is not known
+};
+
+TimeAndSize timeAndSize(const QFileInfo &info)
 {
     struct stat status = {};
     if (::stat(QFile::encodeName(info.filePath()).constData(), &status) != 0)
-        return std::numeric_limits<qint64>::min();
-    return qint64{status.st_mtim.tv_sec} * 1000 + status.st_mtim.tv_nsec / 1000000;
+        return {std::numeric_limits<qint64>::min(), -1};
+    return {qint64{status.st_mtim.tv_sec} * 1000 + status.st_mtim.tv_nsec / 1000000, qint64{status.st_size}};
 }
 
-qint64 noTime(const QFileInfo &)
+TimeAndSize notRead(const QFileInfo &)
 {
-    return 0;
+    return {0, -1};
 }
 
 // By name alone for files that all have the same time.
-QFileInfoList sorted(const QFileInfoList &entries, QDir::SortFlags flags, qint64 (*timeOf)(const QFileInfo &info))
+QFileInfoList sorted(const QFileInfoList &entries, QDir::SortFlags flags, TimeAndSize (*read)(const QFileInfo &info),
+                     QVector<qint64> *sizes)
 {
     QVector<SortKey> keys;
     keys.reserve(entries.size());
     for (const QFileInfo &info : entries) {
         const QString name = info.fileName();
-        keys.append(
-            {timeOf(info), flags.testFlag(QDir::IgnoreCase) ? name.toLower() : name, static_cast<int>(keys.size())});
+        const TimeAndSize found = read(info);
+        keys.append({found.milliseconds, flags.testFlag(QDir::IgnoreCase) ? name.toLower() : name,
+                     static_cast<int>(keys.size()), found.size});
     }
 
     const bool isLocaleAware = flags.testFlag(QDir::LocaleAware);
@@ -57,24 +66,27 @@ QFileInfoList sorted(const QFileInfoList &entries, QDir::SortFlags flags, qint64
 
     QFileInfoList inOrder;
     inOrder.reserve(entries.size());
-    for (const SortKey &key : qAsConst(keys))
+    for (const SortKey &key : qAsConst(keys)) {
         inOrder.append(entries.at(key.position));
+        if (sizes)
+            sizes->append(key.size);
+    }
     return inOrder;
 }
 
 } // namespace
 
-void sortByTime(QFileInfoList &entries, QDir::SortFlags flags)
+void sortByTime(QFileInfoList &entries, QDir::SortFlags flags, QVector<qint64> *sizes)
 {
-    entries = sorted(entries, flags, modificationMilliseconds);
+    entries = sorted(entries, flags, timeAndSize, sizes);
 }
 
 QFileInfo newestFile(const QFileInfoList &entries)
 {
-    SortKey newest = {0, QString(), -1};
+    SortKey newest = {0, QString(), -1, -1};
     for (int i = 0; i < entries.size(); ++i) {
         const QFileInfo &info = entries.at(i);
-        SortKey key = {modificationMilliseconds(info), info.fileName(), i};
+        SortKey key = {timeAndSize(info).milliseconds, info.fileName(), i, -1};
         const bool isNewest = newest.position < 0 || key.milliseconds > newest.milliseconds
             || (key.milliseconds == newest.milliseconds && key.name < newest.name);
         if (isNewest)
@@ -83,7 +95,8 @@ QFileInfo newestFile(const QFileInfoList &entries)
     return entries.value(newest.position);
 }
 
-QFileInfoList filesInOrder(QDir folder, const QStringList &suffixes, QDir::SortFlags flags)
+QFileInfoList filesInOrder(QDir folder, const QStringList &suffixes, QDir::SortFlags flags,
+                           QVector<qint64> *sizes)
 {
     const QDir::SortFlags criterion = flags & (QDir::SortByMask | QDir::Type);
     const bool isByName = criterion == QDir::Name;
@@ -100,8 +113,8 @@ QFileInfoList filesInOrder(QDir folder, const QStringList &suffixes, QDir::SortF
     };
     entries.erase(std::remove_if(entries.begin(), entries.end(), isOther), entries.end());
     if (isByTime)
-        sortByTime(entries, flags);
+        sortByTime(entries, flags, sizes);
     if (isByName)
-        entries = sorted(entries, flags, noTime);
+        entries = sorted(entries, flags, notRead, nullptr);
     return entries;
 }

@@ -7,18 +7,26 @@
 
 #include <algorithm>
 
-void ListedFiles::setFiles(const QFileInfoList &files)
+void ListedFiles::setFiles(const QFileInfoList &files, const QVector<qint64> &sizes)
 {
     m_shown.clear();
     m_shown.reserve(files.size());
     for (const QFileInfo &file : files)
-        m_shown.append({file.fileName(), file});
+        m_shown.append({file.fileName(), file, sizes.value(m_shown.size(), -1)});
     m_rowCount = static_cast<int>(files.size());
 }
 
 QFileInfo ListedFiles::fileOfRow(int row) const
 {
     return row < m_rowCount ? m_shown.value(row).file : QFileInfo();
+}
+
+qint64 ListedFiles::sizeOfRow(int row) const
+{
+    if (row >= m_rowCount)
+        return 0;
+    const Shown &shown = m_shown.at(row);
+    return shown.size >= 0 ? shown.size : shown.file.size();
 }
 
 QFileInfoList ListedFiles::files() const
@@ -50,20 +58,22 @@ void ListedFiles::followRows(const QStringList &names)
         }
     }
 
-    QHash<QString, QFileInfo> unclaimed;
+    QHash<QString, Shown> unclaimed;
     for (const Shown &shown : qAsConst(m_shown)) {
         if (!shown.file.filePath().isEmpty())
-            unclaimed.insert(shown.name, shown.file);
+            unclaimed.insert(shown.name, shown);
     }
     const QVector<Shown> former = m_shown;
     m_shown.clear();
     m_shown.reserve(former.size());
-    for (const QString &name : names)
-        m_shown.append({name, unclaimed.take(name)});
+    for (const QString &name : names) {
+        m_shown.append(unclaimed.take(name));
+        m_shown.last().name = name;
+    }
     m_rowCount = static_cast<int>(names.size());
     for (const Shown &shown : former) {
         if (unclaimed.contains(shown.name))
-            m_shown.append({shown.name, unclaimed.take(shown.name)});
+            m_shown.append(unclaimed.take(shown.name));
     }
 }
 

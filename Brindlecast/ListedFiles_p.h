@@ -13,11 +13,14 @@
 class ListedFiles
 {
 public:
-    /** Begins anew: row i shows file i, under the file's name. */
-    void setFiles(const QFileInfoList &files);
+    /** Begins anew: row i shows file i, under the file's name. A size that is missing or -1 is read when needed. */
+    void setFiles(const QFileInfoList &files, const QVector<qint64> &sizes);
 
     /** The file of a row, or an empty one for a row of none. */
     QFileInfo fileOfRow(int row) const;
+
+    /** The size of the row's file, which stays as it was when it was read first; 0 for a row of none. */
+    qint64 sizeOfRow(int row) const;
 
     /** All files, those of rows first. */
     QFileInfoList files() const;
@@ -33,6 +36,7 @@ private:
     {
         QString name; // the row's, which a host may have changed
         QFileInfo file;
+        qint64 size = -1; // as listed; -1 when it was not read then
     };
 
     bool isKnown(const QString &name) const;

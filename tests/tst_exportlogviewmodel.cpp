@@ -341,6 +341,20 @@ private Q_SLOTS:
         const auto reports = Recorder::messages().filter("FileSystemDirectoryChanged: "_q).size();
         QVERIFY(reports > 0 && Recorder::messages().filter("setCurrentFolder "_q).size() == 1 + reports);
     }
+
+    // To read 10,000 sizes at the first "All" holds up a screen.
+    void takesSizesWithTheOrderByTime()
+    {
+        WatchedModel model;
+        model.setSortType(QDir::Time);
+        model.setCurrentFolder(m_folder->path());
+        QVERIFY(QFile::resize(path("a.txt"_q), 10240) && QFile::resize(path("c.log"_q), 10240));
+        model.rows->moveDownItemDataAt(0);
+        model.setAllSelected();
+        QCOMPARE(model.counters(), "3 5242881 KB"_q);
+        model.rows->removeItemDataAt(model.names().split(" "_q).indexOf("c.log"_q));
+        QCOMPARE(model.counters(), "2 1 KB"_q);
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_ExportLogViewModel)
