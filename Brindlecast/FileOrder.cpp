@@ -95,8 +95,7 @@ QFileInfo newestFile(const QFileInfoList &entries)
     return entries.value(newest.position);
 }
 
-QFileInfoList filesInOrder(QDir folder, const QStringList &suffixes, QDir::SortFlags flags,
-                           QVector<qint64> *sizes)
+QFileInfoList filesInOrder(QDir folder, const QStringList &suffixes, QDir::SortFlags flags, QVector<qint64> *sizes)
 {
     const QDir::SortFlags criterion = flags & (QDir::SortByMask | QDir::Type);
     const bool isByName = criterion == QDir::Name;
