@@ -198,9 +198,9 @@ Tally expectWholeLines(int count)
         end = end < 0 ? bytes.size() : end;
         // Without regular expressions: Qt's globals for them must not be there before the next host.
         const QByteArray record = bytes.mid(begin, end - begin);
-        const int place = record.indexOf(' ', 22) + 1; // Of file and line.
-        const int colon = record.indexOf(": ", place);
-        const int lineNumber = record.indexOf(' ', place);
+        const auto place = record.indexOf(' ', 22) + 1; // Of file and line.
+        const auto colon = record.indexOf(": ", place);
+        const auto lineNumber = record.indexOf(' ', place);
         const QByteArray text = record.mid(colon + 2);
         time = QString::fromUtf8(record.mid(1, 19));
         tally.last = QString::fromUtf8(record.mid(22, place - 22) + text);
