@@ -1,19 +1,23 @@
 # SPDX-FileCopyrightText: 2026 The Brindlecast developers
 # SPDX-License-Identifier: MIT
 
-# Debian packages, one for each component: libbrindlecast1, libbrindlecast-dev and qml-module-brindlecast (see
-# scripts/package).
+# Debian packages, one for each component: libbrindlecast1, libbrindlecast-dev and qml-module-brindlecast,
+# or those for Qt 6 (see scripts/package).
 set(runtime_package libbrindlecast${PROJECT_VERSION_MAJOR})
 set(development_package libbrindlecast-dev)
+set(qml_package qml-module-brindlecast)
 set(qt_development_package qtbase5-dev)
+set(qt_qml_packages qml-module-qtquick2 qml-module-qtquick-layouts qml-module-qtquick-templates2 qml-module-qtquick-window2)
 if(suffix)
     set(runtime_package libbrindlecast${suffix}-${PROJECT_VERSION_MAJOR})
     set(development_package libbrindlecast${suffix}-dev)
+    set(qml_package qml6-module-brindlecast)
     set(qt_development_package qt6-base-dev)
+    set(qt_qml_packages qml6-module-qtquick qml6-module-qtquick-layouts qml6-module-qtquick-templates
+        qml6-module-qtquick-window)
 endif()
 set(components runtime development)
 if(BRINDLECAST_BUILD_QML_MODULE)
-    set(qml_package qml-module-brindlecast)
     list(APPEND components qml)
 endif()
 # For these packages only, not for a plain installation.
@@ -65,14 +69,13 @@ if(BRINDLECAST_BUILD_QML_MODULE)
     list(APPEND CPACK_COMPONENTS_ALL qml)
     set(CPACK_COMPONENT_QML_DEPENDS runtime)
     set(CPACK_COMPONENT_QML_DESCRIPTION
-        "The QML module Brindlecast: a screen on which a user looks into logs, selects some
-and copies them to a memory stick.")
+        "The QML module Brindlecast: a screen on which a user looks into logs, selects
+some and copies them to a memory stick.")
     set(CPACK_DEBIAN_QML_PACKAGE_NAME ${qml_package})
     set(CPACK_DEBIAN_QML_PACKAGE_SECTION libs)
     set(CPACK_DEBIAN_QML_PACKAGE_SHLIBDEPS ON)
     # Where the library that the plugin needs is found; its package comes from the component's dependency.
     list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/Brindlecast)
-    set(CPACK_DEBIAN_QML_PACKAGE_DEPENDS
-        "qml-module-qtquick2, qml-module-qtquick-layouts, qml-module-qtquick-templates2, qml-module-qtquick-window2")
+    list(JOIN qt_qml_packages ", " CPACK_DEBIAN_QML_PACKAGE_DEPENDS)
 endif()
 include(CPack)
