@@ -12,7 +12,7 @@ inline QString sizeText(qint64 bytes)
     if (bytes < 0)
         return {};
     // Nobody needs tenths of a byte or KB of what is on a screen with gigabytes.
-    const int decimals = bytes < 1024 * 1024 ? 0 : 1;
+    const int decimals = bytes < 1024LL * 1024 ? 0 : 1;
     return QLocale()
         .formattedDataSize(bytes, decimals, QLocale::DataSizeTraditionalFormat)
         .replace(QLatin1String("kB"), QLatin1String("KB"));

@@ -23,6 +23,7 @@
 #include <unistd.h>
 
 // In the place of the C library's: sticks take their time, and a test has to come in between.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
 extern "C" Q_DECL_EXPORT int fsync(int file)
 {
     static const auto realFsync = reinterpret_cast<int (*)(int)>(::dlsym(RTLD_NEXT, "fsync"));

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr std::size_t kChunkBytes = 32 * 1024;
+constexpr std::size_t kChunkBytes = std::size_t{32} * 1024;
 constexpr int kMostSpareChunks = 8;
 // What the queue has to fall to once it was full. Without a margin every other line of a flood would be a notice.
 constexpr int kRefillBelow = LogQueue::kMostWaitingLines - LogQueue::kMostWaitingLines / 16;

@@ -54,8 +54,8 @@ public:
 
     struct Entry
     {
-        Kind kind;
-        unsigned long category;
+        Kind kind = Kind::Line;
+        unsigned long category = 0;
         QStringView text; ///< As it is to be written.
     };
 

@@ -56,7 +56,7 @@ struct RepeatedHour
     Q_DISABLE_COPY(RepeatedHour)
 
     /** Minutes around the change: at(-10) is 2:50 summer time, at(10) is 2:10 winter time. */
-    static QDateTime at(int minutes) { return QDateTime({2026, 10, 25}, {1, 0}, Qt::UTC).addSecs(minutes * 60); }
+    static QDateTime at(int minutes) { return QDateTime({2026, 10, 25}, {1, 0}, Qt::UTC).addSecs(minutes * 60LL); }
 
     const QByteArray formerZone = qgetenv("TZ");
 };
