@@ -14,7 +14,7 @@ if(suffix)
     set(qml_package qml6-module-brindlecast)
     set(qt_development_package qt6-base-dev)
     set(qt_qml_packages qml6-module-qtquick qml6-module-qtquick-layouts qml6-module-qtquick-templates
-        qml6-module-qtquick-window)
+        qml6-module-qtquick-window qml6-module-qtqml-workerscript)
 endif()
 set(components runtime development)
 if(BRINDLECAST_BUILD_QML_MODULE)
