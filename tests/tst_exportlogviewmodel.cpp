@@ -352,7 +352,7 @@ private Q_SLOTS:
         model.rows->moveDownItemDataAt(0);
         model.setAllSelected();
         QCOMPARE(model.counters(), "3 5242881 KB"_q);
-        model.rows->removeItemDataAt(model.names().split(" "_q).indexOf("c.log"_q));
+        model.rows->removeItemDataAt(static_cast<int>(model.names().split(" "_q).indexOf("c.log"_q)));
         QCOMPARE(model.counters(), "2 1 KB"_q);
     }
 };
