@@ -14,6 +14,12 @@
 
 namespace {
 
+#ifdef Q_PROCESSOR_ARM
+constexpr int kForks = 40; // An emulator takes long to fork.
+#else
+constexpr int kForks = 400;
+#endif
+
 // Everything that a host can ask the logger for.
 void callEveryOperation(QtDebugLogger *logger)
 {
@@ -156,7 +162,7 @@ SCENARIO(forks, 100)
 }
 
 // A sanitizer takes long to let a process end, and holds what the parent's threads own for leaked.
-SCENARIO(forksWhileThreadsLogAndControl, kIsSanitized ? 8 : 400)
+SCENARIO(forksWhileThreadsLogAndControl, kIsSanitized ? 8 : kForks)
 {
     runHost({kHostSucceeded, nullptr}, [amount] {
         const Host host;
