@@ -5,8 +5,12 @@
 
 #include "writer/Cancellation_p.h"
 
+#include <QFileInfo>
+#include <QScopeGuard>
+
 #include <cerrno>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,6 +32,7 @@ bool FileIOObject::openFile()
     myfile.setFileName(path);
     if (path.isEmpty())
         return false; // QFile would raise a warning, which comes back to the logger as one more line.
+    m_isNameUnsynced = true;
     const Cancellation::EnabledScope cancellable;
     return myfile.open(QIODevice::ReadWrite | QIODevice::Append);
 }
@@ -48,6 +53,7 @@ void FileIOObject::closeFile()
     writeFile();
     if (hasBacklog() && writeWhole(m_backlog))
         m_backlog.clear();
+    sync();
     myfile.close();
 }
 
@@ -98,4 +104,25 @@ bool FileIOObject::writeWhole(const QByteArray &batch)
         Q_UNUSED(isTakenBack)
     }
     return false;
+}
+
+// Brings to storage what was written, if somebody has marked it. A thread that is cut off in here leaves a whole file.
+void FileIOObject::sync()
+{
+    if (!m_isUnsynced || !myfile.isOpen())
+        return;
+    m_isSyncing = true;
+    {
+        const Cancellation::EnabledScope cancellable;
+        ::fdatasync(myfile.handle());
+    }
+    if (m_isNameUnsynced) {
+        const QByteArray folder = QFile::encodeName(QFileInfo(path).path());
+        int descriptor = -1;
+        const auto close = qScopeGuard([&descriptor] { ::close(descriptor); });
+        const Cancellation::EnabledScope cancellable;
+        descriptor = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ::fsync(descriptor);
+    }
+    m_isUnsynced = m_isNameUnsynced = m_isSyncing = false;
 }

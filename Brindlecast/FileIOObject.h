@@ -88,10 +88,18 @@ private:
     QString textToWrite() const;
     void writeBatch(const QByteArray &batch);
     bool writeWhole(const QByteArray &batch);
+    void sync();
 
     QByteArray m_backlog;
     // Whether this request came when the logger's queue was closed.
     bool m_isRefused = false;
+    // Whether this request is to be brought to storage at once.
+    bool m_isUrgent = false;
+
+    // What is to be brought to storage: lines, and the name of a file that may be new.
+    bool m_isUnsynced = false;
+    bool m_isNameUnsynced = false;
+    bool m_isSyncing = false;
 };
 
 /** The hold on a FileIOObject; queued connections carry it under this name. */

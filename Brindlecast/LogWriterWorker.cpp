@@ -17,6 +17,7 @@
 #include <QScopedValueRollback>
 
 #include <algorithm>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,6 +27,7 @@ namespace {
 constexpr qint64 kFileSizeLimitBytes = BRINDLECAST_FILE_SIZE_LIMIT;
 constexpr qint64 kNeededSpaceBytes = 50LL * 1024 * 1024;
 constexpr qint64 kPageBytes = 4096;
+constexpr int kUrgentSyncIntervalMs = 100;
 
 void ensureDirectory(const QString &path)
 {
@@ -70,12 +72,12 @@ LogWriterWorker::LogWriterWorker(QObject *parent)
 void LogWriterWorker::onHandleIO(const FileIOObjectPointer &pobj)
 {
     if (!pobj.isNull())
-        accept({false, pobj->category, pobj->textToWrite()});
+        accept({false, pobj->category, pobj->textToWrite(), pobj->m_isUrgent});
 }
 
 void LogWriterWorker::onClearData()
 {
-    accept({true, 0, QString()});
+    accept({true, 0, QString(), false});
 }
 
 QString LogWriterWorker::makeLogFilePath(unsigned long categories)
@@ -106,6 +108,11 @@ bool LogWriterWorker::hasBacklog() const
 void LogWriterWorker::resume(LogQueue &queue)
 {
     if (!m_isCutOff)
+        return;
+    bool isCutInSync = false; // That leaves whole files.
+    for (const FileIOObjectPointer &file : qAsConst(m_ioMap))
+        isCutInSync |= std::exchange(file->m_isSyncing, false);
+    if (isCutInSync)
         return;
     const bool hasSettledRequest = m_run.entries > 0 && settleCutRun(queue);
     m_run = Run();
@@ -216,6 +223,8 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
     else
         writeSingly(file, bytes);
     m_run = Run();
+    if (isToBeSynced())
+        noteUnsynced(file, waiting.isUrgent(entries));
     return entries;
 }
 
@@ -248,10 +257,13 @@ void LogWriterWorker::writeAtOnce(const Deferred &raised)
         return;
     }
     FileIOObject &file = fileOf(raised.category);
-    if (prepareFile(file) && !raised.text.isEmpty())
+    if (prepareFile(file) && !raised.text.isEmpty()) {
         writeSingly(file, raised.text.toUtf8());
-    else
+        if (isToBeSynced())
+            noteUnsynced(file, raised.isUrgent);
+    } else {
         m_isNewestLineWritten &= raised.text.isEmpty();
+    }
 }
 
 // Only now that no entry is half updated.
@@ -283,6 +295,28 @@ void LogWriterWorker::noteWritten(const FileIOObject &file, qint64 bytes)
         m_lastModifiedTime = QDateTime::currentDateTimeUtc();
 }
 
+void LogWriterWorker::noteUnsynced(FileIOObject &file, bool isUrgent)
+{
+    file.m_isUnsynced = true;
+    m_nextSync = qMin(m_nextSync, QDeadlineTimer(m_syncIntervalMs.load()));
+    if (isUrgent)
+        m_nextSync = qMin(m_nextSync, m_nextUrgentSync);
+}
+
+void LogWriterWorker::syncIfDue()
+{
+    if (!m_nextSync.isForever() && m_nextSync.hasExpired())
+        sync();
+}
+
+void LogWriterWorker::sync()
+{
+    for (const FileIOObjectPointer &file : qAsConst(m_ioMap))
+        file->sync();
+    m_nextSync = QDeadlineTimer::Forever;
+    m_nextUrgentSync.setRemainingTime(kUrgentSyncIntervalMs);
+}
+
 FileIOObject &LogWriterWorker::fileOf(unsigned long category)
 {
     FileIOObjectPointer &file = m_ioMap[category];
@@ -307,6 +341,7 @@ bool LogWriterWorker::prepareFile(FileIOObject &file)
         file.state = openFile(file) ? eIOREADYTOWRITE : eIONONE;
     if (file.state == eIOREADYTOWRITE && file.category != LogCategory::kStartup
         && sizeOf(file) >= kFileSizeLimitBytes) {
+        file.sync();
         file.myfile.close(); // Not closeFile(): the waiting lines belong into the new file.
         nameFile(file);
         if (!openFile(file))

@@ -8,11 +8,14 @@
 #include <Brindlecast/brindlecast_export.h>
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QList>
 #include <QMap>
 #include <QObject>
 #include <QSharedPointer>
 #include <QString>
+
+#include <atomic>
 
 class LogQueue;
 class QDate;
@@ -91,6 +94,7 @@ private:
         bool isClear;
         unsigned long category;
         QString text;
+        bool isUrgent;
     };
 
     // What is being written from the queue: should the thread be cut off there, the file tells how far it came.
@@ -104,6 +108,9 @@ private:
 
     bool isAtRest() const { return m_activity == Activity::None; }
     bool hasBacklog() const;
+    void setSyncInterval(int ms) { m_syncIntervalMs.store(qMax(ms, 0)); }
+    QDeadlineTimer nextSync() const { return m_nextSync; }
+    void syncIfDue();
     void setCutOff(bool isCutOff) { m_isCutOff = isCutOff; }
     void resume(LogQueue &queue);
     bool settleCutRun(LogQueue &queue);
@@ -116,6 +123,9 @@ private:
     void finishUp();
     void writeSingly(FileIOObject &file, const QByteArray &bytes);
     void noteWritten(const FileIOObject &file, qint64 bytes);
+    bool isToBeSynced() const { return m_syncIntervalMs.load(std::memory_order_relaxed) > 0; }
+    void noteUnsynced(FileIOObject &file, bool isUrgent);
+    void sync();
     FileIOObject &fileOf(unsigned long category);
     bool prepareFile(FileIOObject &file);
     void nameFile(FileIOObject &file);
@@ -141,6 +151,10 @@ private:
     int m_unhandledEntries = 0;
     bool m_isCutOff = false;
     QMap<unsigned long, QByteArray> m_cutBacklogs;
+
+    std::atomic<int> m_syncIntervalMs{0};
+    QDeadlineTimer m_nextSync{QDeadlineTimer::Forever};
+    QDeadlineTimer m_nextUrgentSync;
 };
 
 /** The logger's hold on its worker. */

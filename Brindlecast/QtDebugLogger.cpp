@@ -240,6 +240,12 @@ void QtDebugLogger::setForwarding(bool isForwarding)
     m_isForwarding.store(isForwarding);
 }
 
+void QtDebugLogger::setSyncInterval(int ms)
+{
+    if (queue().phase() != LogQueue::Phase::Gone)
+        m_writerWorker->setSyncInterval(ms);
+}
+
 // Nothing in here may raise a message: Qt would send it to standard error only.
 void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg)
 {
@@ -255,11 +261,12 @@ void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &cont
     QtDebugLogger *const logger = getInstance();
     if (logger->isCategoryEnabled(LogCategory::kMessage)) {
         const LogLine line(type, context, msg);
+        const bool isUrgent = type == QtCriticalMsg || type == QtFatalMsg;
         if (isOnWriterThread) {
             const Cancellation::DisabledScope insideDestructorOfQDebug;
             LogWriterThread::callHost(
-                [logger, &line] { logger->emitRequest(line.textToWrite(), LogCategory::kMessage); });
-        } else if (logger->post(line.textToWrite(), LogCategory::kMessage) == LineOutcome::Refused) {
+                [&] { logger->emitRequest(line.textToWrite(), LogCategory::kMessage, isUrgent); });
+        } else if (logger->post(line.textToWrite(), LogCategory::kMessage, isUrgent) == LineOutcome::Refused) {
             writeToDefaultOutput(type, context, msg);
             return;
         }
@@ -277,9 +284,9 @@ void QtDebugLogger::appendLog(const QString &message, unsigned long category)
         return;
     const QString textToWrite = message + QLatin1Char('\n');
     if (LogWriterThread::isCurrent())
-        emitRequest(textToWrite, category);
+        emitRequest(textToWrite, category, false);
     else
-        post(textToWrite, category);
+        post(textToWrite, category, false);
 }
 
 void QtDebugLogger::connectNotify(const QMetaMethod &signal)
@@ -319,13 +326,13 @@ bool QtDebugLogger::isCategoryEnabled(unsigned long category) const
 }
 
 // Pushed, Dropped or Refused.
-LineOutcome QtDebugLogger::post(QStringView textToWrite, unsigned long category)
+LineOutcome QtDebugLogger::post(QStringView textToWrite, unsigned long category, bool isUrgent)
 {
     for (;;) {
-        const LineOutcome outcome = queue().push(textToWrite, category, *this);
+        const LineOutcome outcome = queue().push(textToWrite, category, *this, isUrgent);
         if (outcome == LineOutcome::ToBeEmitted) {
             const auto end = qScopeGuard([] { queue().endEmission(); });
-            return emitRequest(textToWrite, category);
+            return emitRequest(textToWrite, category, isUrgent);
         }
         if (outcome != LineOutcome::NoticeDue)
             return outcome;
@@ -337,11 +344,12 @@ LineOutcome QtDebugLogger::post(QStringView textToWrite, unsigned long category)
 }
 
 // The long way of a line, which a host can see. The emission has begun.
-LineOutcome QtDebugLogger::emitRequest(QStringView textToWrite, unsigned long category)
+LineOutcome QtDebugLogger::emitRequest(QStringView textToWrite, unsigned long category, bool isUrgent)
 {
     const FileIOObjectPointer request(new FileIOObject(nullptr));
     request->category = category;
     request->contentList.append(textToWrite.chopped(1).toString());
+    request->m_isUrgent = isUrgent;
     Q_EMIT handleIOSignal(request);
     return request->m_isRefused ? LineOutcome::Refused : LineOutcome::Pushed;
 }
@@ -355,7 +363,7 @@ bool QtDebugLogger::reportDroppedLines(unsigned long category)
     const QMessageLogContext context(kDropped.file, kDropped.line, kDropped.function, "default");
     const QString text = QStringLiteral("%1 lines were dropped: too many were waiting to be written").arg(dropped);
     const LogLine notice(QtWarningMsg, context, text);
-    const LineOutcome outcome = post(notice.textToWrite(), category);
+    const LineOutcome outcome = post(notice.textToWrite(), category, false);
     if (outcome == LineOutcome::Pushed)
         return true;
     queue().addDropped(outcome == LineOutcome::Dropped ? dropped - 1 : dropped); // The notice has been counted too.

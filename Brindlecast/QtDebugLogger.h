@@ -154,6 +154,20 @@ public:
      */
     void setForwarding(bool isForwarding);
 
+    /**
+     * Sets how long, in milliseconds, a written line may lie with the operating system before the writer thread brings
+     * it to storage (fdatasync()); 0, the default, leaves that to the system, which may take half a minute or more.
+     *
+     * With an interval, a loss of power costs the lines of that time, and a disk that hangs holds nobody up but the
+     * writer thread. Critical and fatal lines, and what came before them, are brought to storage at once, but not more
+     * often than every 100 ms. So is the rest of a file that is closed, and everything when the writer thread is
+     * stopped. The name of a new file is brought to storage with its first lines. A disk full of other programs'
+     * unwritten data makes all of this slow; see docs/in-your-product.md for intervals that suit a medium.
+     *
+     * A negative value counts as 0. What was written before the call keeps its time.
+     */
+    void setSyncInterval(int ms);
+
 Q_SIGNALS:
     /**
      * A line is on its way to the writer thread. Emitted on the thread that raised it, inside the message handler.
@@ -187,8 +201,8 @@ private:
     LogWriterThread *writerThread() const;
     bool isCategoryEnabled(unsigned long category) const;
     void forward(QtMsgType type, const QMessageLogContext &context, const QString &msg);
-    LineOutcome post(QStringView textToWrite, unsigned long category);
-    LineOutcome emitRequest(QStringView textToWrite, unsigned long category);
+    LineOutcome post(QStringView textToWrite, unsigned long category, bool isUrgent);
+    LineOutcome emitRequest(QStringView textToWrite, unsigned long category, bool isUrgent);
     bool reportDroppedLines(unsigned long category);
     void sendClear();
     std::unique_lock<std::timed_mutex> takeControl(QDeadlineTimer limit);

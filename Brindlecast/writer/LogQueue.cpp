@@ -39,6 +39,7 @@ struct LogQueue::Record
     quint64 category;
     quint32 size; // UTF-16 units
     Kind kind;
+    bool isUrgent;
 };
 
 struct LogQueue::Chunk
@@ -73,7 +74,7 @@ void LogQueue::close(bool appendsClear)
     std::unique_lock<std::mutex> lock(m_mutex);
     ChunkPointer none;
     if (appendsClear)
-        append(Kind::Clear, 0, {}, none);
+        append({0, 0, Kind::Clear, false}, {}, none);
     m_phase.store(Phase::Closed, std::memory_order_release);
     unlockAndWake(lock, true);
 }
@@ -86,7 +87,7 @@ bool LogQueue::retire()
     return m_emissions == 0;
 }
 
-LineOutcome LogQueue::push(QStringView text, unsigned long category, const QObject &emitter)
+LineOutcome LogQueue::push(QStringView text, unsigned long category, const QObject &emitter, bool isUrgent)
 {
     ChunkPointer longChunk = makeChunkIfLong(text);
     std::unique_lock<std::mutex> lock(m_mutex);
@@ -102,7 +103,7 @@ LineOutcome LogQueue::push(QStringView text, unsigned long category, const QObje
         ++m_emissions;
         return LineOutcome::ToBeEmitted;
     }
-    if (!append(Kind::Line, category, text, longChunk)) {
+    if (!append({category, static_cast<quint32>(text.size()), Kind::Line, isUrgent}, text, longChunk)) {
         ++m_droppedLines;
         return LineOutcome::Dropped;
     }
@@ -120,7 +121,8 @@ bool LogQueue::pushRequest(const FileIOObjectPointer &request)
     if (phase() != Phase::Open)
         return false;
     m_requests.push_back(request);
-    if (!append(Kind::Request, request->category, text, longChunk)) {
+    const auto size = static_cast<quint32>(text.size());
+    if (!append({request->category, size, Kind::Request, request->m_isUrgent}, text, longChunk)) {
         m_requests.pop_back();
         ++m_droppedLines;
     }
@@ -136,7 +138,7 @@ void LogQueue::pushClear()
     if (phase() != Phase::Open)
         return;
     ChunkPointer none;
-    append(Kind::Clear, 0, {}, none);
+    append({0, 0, Kind::Clear, false}, {}, none);
     unlockAndWake(lock, true);
 }
 
@@ -228,15 +230,15 @@ bool LogQueue::waitForWriterToLeave(QDeadlineTimer limit)
     return !m_isWriterInside;
 }
 
-void LogQueue::sleep(bool wantsEntries, bool isOuterLoop)
+void LogQueue::sleep(bool wantsEntries, bool isOuterLoop, QDeadlineTimer limit)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     const auto mustStayAwake = [this, wantsEntries, isOuterLoop] {
         return m_hasEvents || (isOuterLoop && !m_isServing) || (wantsEntries && m_isServing && m_head != nullptr);
     };
-    while (!mustStayAwake()) {
+    while (!mustStayAwake() && !limit.hasExpired()) {
         m_sleep = wantsEntries ? Sleep::UntilEntries : Sleep::UntilEvents;
-        m_woken.wait_for(lock, kLongestWait);
+        m_woken.wait_until(lock, endOf(limit));
     }
     m_sleep = Sleep::None;
 }
@@ -346,9 +348,9 @@ bool LogQueue::hasRoomForLine()
 }
 
 // With `chunkOfItsOwn`, the text is there already. False when there is no memory.
-bool LogQueue::append(Kind kind, unsigned long category, QStringView text, ChunkPointer &chunkOfItsOwn)
+bool LogQueue::append(const Record &record, QStringView text, ChunkPointer &chunkOfItsOwn)
 {
-    const auto size = static_cast<std::size_t>(text.size());
+    const std::size_t size = record.size;
     const bool isLong = chunkOfItsOwn != nullptr;
     if (isLong || m_tail == nullptr || !m_tail->hasRoom(size)) {
         ChunkPointer chunk = std::move(chunkOfItsOwn);
@@ -368,11 +370,11 @@ bool LogQueue::append(Kind kind, unsigned long category, QStringView text, Chunk
     }
     if (!isLong)
         std::copy_n(reinterpret_cast<const ushort *>(text.utf16()), size, m_tail->text() + m_tail->textSize);
-    *(m_tail->firstRecord() - m_tail->records) = {category, static_cast<quint32>(size), kind};
+    *(m_tail->firstRecord() - m_tail->records) = record;
     m_tail->textSize += size;
     ++m_tail->records;
     ++m_pushed;
-    m_waitingLines += kind == Kind::Clear ? 0 : 1;
+    m_waitingLines += record.kind == Kind::Clear ? 0 : 1;
     return true;
 }
 
@@ -427,6 +429,15 @@ int QueuedEntries::lines(qint64 mostText) const
             break;
     }
     return lines;
+}
+
+bool QueuedEntries::isUrgent(int entries) const
+{
+    for (int i = 0; i < entries; ++i) {
+        if (record(i).isUrgent)
+            return true;
+    }
+    return false;
 }
 
 void QueuedEntries::dropFirst(int entries)

@@ -50,7 +50,7 @@ public:
         Closed ///< The application object has been destroyed. Until a new one exists, nothing is taken.
     };
 
-    enum class Kind : quint32 { Line, Request, Clear };
+    enum class Kind : quint16 { Line, Request, Clear };
 
     struct Entry
     {
@@ -87,7 +87,7 @@ public:
     // Threads that raise messages.
 
     /** Pushes a line of the logger, unless somebody could notice its signal: a host is connected, or it is blocked. */
-    LineOutcome push(QStringView text, unsigned long category, const QObject &emitter);
+    LineOutcome push(QStringView text, unsigned long category, const QObject &emitter, bool isUrgent = false);
     /** Pushes the lines of a request and keeps it until they are handled; false when the queue is closed. */
     bool pushRequest(const FileIOObjectPointer &request);
     void pushClear();
@@ -122,8 +122,11 @@ public:
     // The writer thread.
 
     bool isServing() const { return m_isServing.load(std::memory_order_relaxed) && phase() != Phase::Gone; }
-    /** Sleeps until wakeUp() or, if it `wantsEntries`, until there are some. The outer loop also when it is to end. */
-    void sleep(bool wantsEntries, bool isOuterLoop);
+    /**
+     * Sleeps until `limit`, until wakeUp() or, if it `wantsEntries`, until there are some. The outer loop also when it
+     * is to end.
+     */
+    void sleep(bool wantsEntries, bool isOuterLoop, QDeadlineTimer limit = QDeadlineTimer(QDeadlineTimer::Forever));
     /** Wakes the writer up, from any thread: somebody has posted an event. */
     void wakeUp();
     /** Whether wakeUp() was called since the last call. */
@@ -160,7 +163,7 @@ private:
     static ChunkPointer makeChunk(int textSize);
     static ChunkPointer makeChunkIfLong(QStringView text);
     bool hasRoomForLine();
-    bool append(Kind kind, unsigned long category, QStringView text, ChunkPointer &chunkOfItsOwn);
+    bool append(const Record &record, QStringView text, ChunkPointer &chunkOfItsOwn);
     void countHandled(int entries);
     void unlockAndWake(std::unique_lock<std::mutex> &lock, bool isForEntries);
 
@@ -203,6 +206,8 @@ public:
     QStringView text(int entries) const;
     /** How many of the first entries are lines of one category that have `mostText` UTF-16 units at most together. */
     int lines(qint64 mostText) const;
+    /** Whether one of the first entries is to be brought to storage at once. */
+    bool isUrgent(int entries) const;
     void dropFirst(int entries);
 
 private:

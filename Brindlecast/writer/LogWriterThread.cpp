@@ -124,5 +124,6 @@ void LogWriterThread::run()
     m_worker.resume(m_queue);
     while (m_queue.isServing())
         eventDispatcher()->processEvents(QEventLoop::WaitForMoreEvents);
+    m_worker.sync(); // Nobody will for a while.
     isCutOff = false;
 }

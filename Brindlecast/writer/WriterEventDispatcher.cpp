@@ -24,9 +24,11 @@ bool WriterEventDispatcher::processEvents(QEventLoop::ProcessEventsFlags flags)
     // A slot of the host may run a loop of its own while the worker has something in hand.
     const bool canWrite = m_worker.isAtRest();
     if (flags.testFlag(QEventLoop::WaitForMoreEvents))
-        m_queue.sleep(canWrite, isOuterLoop);
-    if (canWrite)
+        m_queue.sleep(canWrite, isOuterLoop, m_worker.nextSync());
+    if (canWrite) {
         m_worker.writeWaiting(m_queue);
+        m_worker.syncIfDue();
+    }
     // Without an application object Qt would drop them.
     if (m_queue.takeWakeUp() && QCoreApplication::instance() != nullptr) {
         QCoreApplication::sendPostedEvents();
