@@ -4,6 +4,7 @@
 #include "FileIOObject.h"
 
 #include "writer/Cancellation_p.h"
+#include "writer/LogQueue_p.h"
 
 #include <QFileInfo>
 #include <QScopeGuard>
@@ -51,8 +52,7 @@ void FileIOObject::closeFile()
     if (!myfile.isOpen())
         return;
     writeFile();
-    if (hasBacklog() && writeWhole(m_backlog))
-        m_backlog.clear();
+    writeBacklog();
     sync();
     myfile.close();
 }
@@ -66,19 +66,44 @@ QString FileIOObject::textToWrite() const
 }
 
 // Writes the batch behind what still waits, or lets it wait too.
-void FileIOObject::writeBatch(const QByteArray &batch)
+FileIOObject::Outcome FileIOObject::writeBatch(const QByteArray &batch)
 {
-    if (hasBacklog() && writeWhole(m_backlog))
-        m_backlog.clear();
+    writeBacklog();
     if (!hasBacklog() && writeWhole(batch))
-        return;
-    if (!hasBacklog() || m_backlog.size() + batch.size() <= kBacklogLimitBytes)
-        m_backlog += batch;
+        return Outcome::Written;
+    // What is kept are entries of the queue. No others may lie between them.
+    const bool mayWait = m_keeper == nullptr || m_entries > 0;
+    if (!mayWait || (hasBacklog() && m_backlog.size() + batch.size() > kBacklogLimitBytes))
+        return Outcome::Dropped;
+    m_backlog += batch;
+    return Outcome::Waiting;
+}
+
+// Whether there is none any more.
+bool FileIOObject::writeBacklog()
+{
+    if (!hasBacklog())
+        return true;
+    if (m_keeper != nullptr)
+        m_keeper->intendBacklog(category, ::lseek(myfile.handle(), 0, SEEK_END), m_backlog);
+    if (!append(m_backlog))
+        return false;
+    m_backlog.clear();
+    if (m_keeper != nullptr)
+        m_keeper->settleBacklog(category);
+    return true;
+}
+
+bool FileIOObject::writeWhole(const QByteArray &batch)
+{
+    if (m_keeper != nullptr)
+        m_keeper->intend(category, m_entries, ::lseek(myfile.handle(), 0, SEEK_END), batch);
+    return append(batch);
 }
 
 // Past QFile's buffer: that one holds up to 16 KiB of a record, tears larger ones when the disk is full, and writes in
 // QFile's destructor, where the thread must not be cancelled.
-bool FileIOObject::writeWhole(const QByteArray &batch)
+bool FileIOObject::append(const QByteArray &batch)
 {
     const int descriptor = myfile.handle();
     const char *rest = batch.constData();
@@ -103,6 +128,8 @@ bool FileIOObject::writeWhole(const QByteArray &batch)
         const bool isTakenBack = ::ftruncate(descriptor, status.st_size - torn) == 0;
         Q_UNUSED(isTakenBack)
     }
+    if (m_keeper != nullptr)
+        m_keeper->withdraw();
     return false;
 }
 

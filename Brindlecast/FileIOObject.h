@@ -10,6 +10,8 @@
 #include <QSharedPointer>
 #include <QStringList>
 
+class LogQueue;
+
 /** How far the writer has come with a category's log file. */
 enum FileIOState {
     eIONONE, ///< Nothing prepared, or the file could not be named or opened.
@@ -85,12 +87,19 @@ private:
     friend class LogWriterWorker;
     friend class QtDebugLogger;
 
+    enum class Outcome { Written, Waiting, Dropped };
+
     QString textToWrite() const;
-    void writeBatch(const QByteArray &batch);
+    Outcome writeBatch(const QByteArray &batch);
+    bool writeBacklog();
     bool writeWhole(const QByteArray &batch);
+    bool append(const QByteArray &bytes);
     void sync();
 
     QByteArray m_backlog;
+    // Where lines are kept until they are in the file, if they are, and how many entries of that the batch in hand is.
+    LogQueue *m_keeper = nullptr;
+    int m_entries = 0;
     // Whether this request came when the logger's queue was closed.
     bool m_isRefused = false;
     // Whether this request is to be brought to storage at once.

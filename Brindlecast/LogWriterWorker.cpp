@@ -13,6 +13,7 @@
 #include <QDate>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QScopeGuard>
 #include <QScopedValueRollback>
 
@@ -121,6 +122,10 @@ void LogWriterWorker::resume(LogQueue &queue)
             m_cutBacklogs.insert(file->category, file->m_backlog);
     }
     m_ioMap.clear();
+    if (m_keeper != nullptr) {
+        m_keeper->withdraw();
+        m_keeper->forgetFiles();
+    }
     while (!m_cutBacklogs.isEmpty()) {
         FileIOObject &file = fileOf(m_cutBacklogs.firstKey());
         file.m_backlog = m_cutBacklogs.take(file.category);
@@ -143,6 +148,8 @@ bool LogWriterWorker::settleCutRun(LogQueue &queue)
         const QByteArray expected = m_run.backlog + waiting.text(m_run.entries).toUtf8();
         const qsizetype written = bytesInFile(descriptor, m_run.begin, expected);
         settled = wholeEntries(waiting, m_run.entries, written - backlog);
+        if (m_keeper != nullptr && settled < m_run.entries)
+            settled = 0; // As a successor would see it, should this process be killed in here.
         qsizetype whole = 0; // A backlog in part is cut away, and written again as a whole.
         if (written >= backlog) {
             m_run.file->m_backlog.clear();
@@ -152,10 +159,12 @@ bool LogWriterWorker::settleCutRun(LogQueue &queue)
         // The torn rest goes, unless another process has appended behind it.
         if (!isWritten && status.st_size == m_run.begin + written)
             isWritten = ::ftruncate(descriptor, m_run.begin + whole) == 0;
+        if (m_keeper != nullptr && backlog > 0 && written >= backlog)
+            m_keeper->settleBacklog(m_run.file->category);
     }
     const bool isRequest = settled > 0 && waiting.at(0).kind == LogQueue::Kind::Request;
     if (settled > 0)
-        queue.settle(settled, true, isWritten);
+        queue.settle(settled, EntryFate::Settled, true, isWritten);
     return isRequest;
 }
 
@@ -172,7 +181,7 @@ void LogWriterWorker::writeWaiting(LogQueue &queue)
         // What is to be done now may run a host's code, which may have more of the queue written.
         const bool isMoreToDo = isRequest || m_isCheckDue || !m_deferred.isEmpty();
         waiting.dropFirst(entries); // Their memory is used again once they are settled.
-        const bool goesOn = queue.settle(entries, !isMoreToDo, m_isNewestLineWritten);
+        const bool goesOn = queue.settle(entries, m_fate, !isMoreToDo, m_isNewestLineWritten);
         if (isMoreToDo) {
             const QScopedValueRollback<int> unhandled(m_unhandledEntries, m_unhandledEntries + entries);
             // A thread that is cut off here comes this way too.
@@ -192,6 +201,9 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
 {
     const QScopedValueRollback<Activity> writing(m_activity, Activity::Writing);
     const LogQueue::Entry first = waiting.at(0);
+    m_fate = EntryFate::Settled;
+    if (first.kind == LogQueue::Kind::Settled)
+        return 1;
     if (first.kind == LogQueue::Kind::Clear) {
         clearFiles();
         return 1;
@@ -199,6 +211,8 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
     FileIOObject &file = fileOf(first.category);
     if (!prepareFile(file) || first.text.isEmpty()) {
         m_isNewestLineWritten &= first.text.isEmpty();
+        if (!first.text.isEmpty())
+            m_fate = EntryFate::Unwritable;
         return 1;
     }
 
@@ -212,6 +226,7 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
         bytes = waiting.text(entries).toUtf8();
     }
     m_run = {&file, begin, file.m_backlog, entries};
+    file.m_entries = entries;
     if (entries > 1 && !file.writeWhole(bytes)) {
         // The disk refuses: one by one.
         m_sizedFile = nullptr;
@@ -221,7 +236,7 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
     if (entries > 1)
         noteWritten(file, bytes.size());
     else
-        writeSingly(file, bytes);
+        writeSingly(file, bytes, 1);
     m_run = Run();
     if (isToBeSynced())
         noteUnsynced(file, waiting.isUrgent(entries));
@@ -258,7 +273,9 @@ void LogWriterWorker::writeAtOnce(const Deferred &raised)
     }
     FileIOObject &file = fileOf(raised.category);
     if (prepareFile(file) && !raised.text.isEmpty()) {
-        writeSingly(file, raised.text.toUtf8());
+        writeSingly(file, raised.text.toUtf8(), 0);
+        if (m_keeper != nullptr)
+            m_keeper->withdraw();
         if (isToBeSynced())
             noteUnsynced(file, raised.isUrgent);
     } else {
@@ -277,11 +294,15 @@ void LogWriterWorker::finishUp()
         writeAtOnce(m_deferred.takeFirst());
 }
 
-void LogWriterWorker::writeSingly(FileIOObject &file, const QByteArray &bytes)
+void LogWriterWorker::writeSingly(FileIOObject &file, const QByteArray &bytes, int entries)
 {
     const bool hadBacklog = file.hasBacklog();
-    file.writeBatch(bytes);
+    file.m_entries = entries;
+    const FileIOObject::Outcome outcome = file.writeBatch(bytes);
+    if (outcome == FileIOObject::Outcome::Waiting)
+        m_fate = EntryFate::Waiting;
     noteWritten(file, bytes.size());
+    m_isNewestLineWritten &= outcome == FileIOObject::Outcome::Written;
     if (hadBacklog || file.hasBacklog())
         m_sizedFile = nullptr;
 }
@@ -323,6 +344,7 @@ FileIOObject &LogWriterWorker::fileOf(unsigned long category)
     if (file.isNull()) {
         file = FileIOObjectPointer(new FileIOObject(nullptr));
         file->category = category;
+        file->m_keeper = m_keeper;
         file->state = eIOREADYTOINIT;
     } else {
         file->state = eIOREADYTOWRITE;
@@ -334,7 +356,8 @@ FileIOObject &LogWriterWorker::fileOf(unsigned long category)
 bool LogWriterWorker::prepareFile(FileIOObject &file)
 {
     if (file.state == eIOREADYTOINIT) {
-        nameFile(file);
+        if (!takeUpFile(file))
+            nameFile(file);
         file.state = file.path.isEmpty() ? eIONONE : eIOREADYTOOPEN;
     }
     if (file.state == eIOREADYTOOPEN)
@@ -358,11 +381,26 @@ void LogWriterWorker::nameFile(FileIOObject &file)
         m_lastModifiedTime = QDateTime::currentDateTimeUtc();
 }
 
+// Names the file that the category had in a process that did not come to write all its lines, if it is still there.
+bool LogWriterWorker::takeUpFile(FileIOObject &file)
+{
+    const QByteArray name = m_keeper != nullptr ? m_keeper->fileName(file.category) : QByteArray();
+    const QFileInfo found(logDirectory() + QFile::decodeName(name));
+    if (name.isEmpty() || !found.isFile() || found.isSymLink())
+        return false;
+    file.path = found.filePath();
+    m_diskChecker.setCurrentLogFile(file.path);
+    m_lastOpenedPath = file.path; // It is no new one.
+    return true;
+}
+
 bool LogWriterWorker::openFile(FileIOObject &file)
 {
     m_sizedFile = nullptr;
     if (!file.openFile())
         return false;
+    if (m_keeper != nullptr)
+        m_keeper->setFileName(file.category, QFile::encodeName(QFileInfo(file.path).fileName()));
     if (file.path != m_lastOpenedPath) {
         m_lastOpenedPath = file.path;
         m_isCheckDue = true;
@@ -394,6 +432,8 @@ void LogWriterWorker::clearFiles()
     if (hadBacklog)
         m_isNewestLineWritten = !hasBacklog();
     m_ioMap.clear();
+    if (m_keeper != nullptr)
+        m_keeper->forgetFiles();
 }
 
 void LogWriterWorker::guardDirectory()

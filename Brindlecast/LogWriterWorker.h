@@ -17,6 +17,7 @@
 
 #include <atomic>
 
+enum class EntryFate : int;
 class LogQueue;
 class QDate;
 class QueuedEntries;
@@ -117,11 +118,12 @@ private:
     void writeWaiting(LogQueue &queue);
     bool handOver(LogQueue &queue);
     int writeFront(const QueuedEntries &waiting);
+    void setKeeper(LogQueue *queue) { m_keeper = queue; }
 
     void accept(const Deferred &raised);
     void writeAtOnce(const Deferred &raised);
     void finishUp();
-    void writeSingly(FileIOObject &file, const QByteArray &bytes);
+    void writeSingly(FileIOObject &file, const QByteArray &bytes, int entries);
     void noteWritten(const FileIOObject &file, qint64 bytes);
     bool isToBeSynced() const { return m_syncIntervalMs.load(std::memory_order_relaxed) > 0; }
     void noteUnsynced(FileIOObject &file, bool isUrgent);
@@ -129,6 +131,7 @@ private:
     FileIOObject &fileOf(unsigned long category);
     bool prepareFile(FileIOObject &file);
     void nameFile(FileIOObject &file);
+    bool takeUpFile(FileIOObject &file);
     bool openFile(FileIOObject &file);
     qint64 sizeOf(const FileIOObject &file);
     void clearFiles();
@@ -144,6 +147,7 @@ private:
     Activity m_activity = Activity::None;
     QList<Deferred> m_deferred;
     bool m_isNewestLineWritten = true;
+    EntryFate m_fate{};
     // The file whose size is known, so that only its first line of a round has to ask.
     const FileIOObject *m_sizedFile = nullptr;
     qint64 m_size = 0;
@@ -151,6 +155,8 @@ private:
     int m_unhandledEntries = 0;
     bool m_isCutOff = false;
     QMap<unsigned long, QByteArray> m_cutBacklogs;
+    // Where lines are kept until they are in the file, if they are.
+    LogQueue *m_keeper = nullptr;
 
     std::atomic<int> m_syncIntervalMs{0};
     QDeadlineTimer m_nextSync{QDeadlineTimer::Forever};

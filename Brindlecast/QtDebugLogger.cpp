@@ -6,12 +6,14 @@
 #include "LogCategory_p.h"
 #include "MessageSite_p.h"
 #include "writer/Cancellation_p.h"
+#include "writer/KeptFile_p.h"
 #include "writer/LogLine_p.h"
 #include "writer/LogQueue_p.h"
 #include "writer/LogWriterThread_p.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QFile>
 #include <QLoggingCategory>
 #include <QMetaMethod>
 #include <QScopeGuard>
@@ -19,6 +21,8 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <memory>
+#include <utility>
 
 #include <poll.h>
 #include <pthread.h>
@@ -37,6 +41,7 @@ constexpr MessageSite kDebug{__FILE__, 134, "void QtDebugLogger::debug(const QSt
 constexpr MessageSite kInformation{__FILE__, 147, "void QtDebugLogger::information(const QString&)"};
 constexpr MessageSite kWarning{__FILE__, 160, "void QtDebugLogger::warning(const QString&)"};
 constexpr MessageSite kCritical{__FILE__, 173, "void QtDebugLogger::critical(const QString&)"};
+constexpr MessageSite kLost{__FILE__, 199, "bool QtDebugLogger::keepWaitingLines(const QString&, int)"};
 constexpr MessageSite kDropped{__FILE__, 186, "void QtDebugLogger::tellWhatWasDropped(unsigned long)"};
 
 // Trivially destructible, so that messages may be raised at any time of a thread's life.
@@ -238,6 +243,28 @@ void QtDebugLogger::setFatalFlushTimeout(int timeoutMs)
 void QtDebugLogger::setForwarding(bool isForwarding)
 {
     m_isForwarding.store(isForwarding);
+}
+
+bool QtDebugLogger::keepWaitingLines(const QString &path, int bytes)
+{
+    if (queue().phase() == LogQueue::Phase::Gone || LogWriterThread::isCurrent())
+        return false;
+    const Cancellation::DisabledScope noCancel;
+    const auto control = takeControl(QDeadlineTimer(QDeadlineTimer::Forever));
+    if (m_bRunning || queue().isInUse())
+        return false;
+    std::unique_ptr<KeptFile> file = KeptFile::open(QFile::encodeName(path), bytes);
+    if (file == nullptr)
+        return false;
+    const quint32 lost = file->linesOutside();
+    const QMessageLogContext context(kLost.file, kLost.line, kLost.function, "default");
+    const QString text
+        = QStringLiteral("at least %1 lines were lost: the process ended before they were written").arg(lost);
+    const LogLine notice(QtWarningMsg, context, text);
+    if (!queue().keep(std::move(file), notice.textToWrite(), lost))
+        return false;
+    m_writerWorker->setKeeper(&queue());
+    return true;
 }
 
 void QtDebugLogger::setSyncInterval(int ms)

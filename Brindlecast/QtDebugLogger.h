@@ -155,6 +155,33 @@ public:
     void setForwarding(bool isForwarding);
 
     /**
+     * Keeps the lines that wait for the writer thread in a file in memory, where they outlive the process, however it
+     * ends: killed, crashed, aborted, replaced by exec(). The call of the next process that names the same file takes
+     * them up: once its writer thread runs, they are appended to the log files that they were meant for, or to a new
+     * one where that is gone, each once, in their order, before anything newer.
+     *
+     * To be called before enableOutputFile(), on every start, with the same path. It stays on for the life of the
+     * process. The thread that raises a message pays some ten instructions for it, and no system call.
+     *
+     * @param path a file of this host alone, on a file system in memory (tmpfs: usually below /run or /dev/shm). It is
+     * made if it is missing, and stays when the process ends. Nobody may shorten it while the host runs: the system
+     * would end the host with SIGBUS.
+     * @param bytes how much may wait there, rounded up to whole chunks of 32 KiB, at least two of them; a file that is
+     * larger stays so. A waiting line takes 16 bytes and two for each character. Lines for which there is no room,
+     * and those of more than 16,000 characters, are not kept; after a crash one line tells how many were lost: "at
+     * least", since a damaged file may hide some.
+     *
+     * What a full disk refuses at the end, and what has no log file, is left to the next process, as far as it is in
+     * the file. Lines that are raised on the writer thread itself are not kept, and are dropped when the disk is full.
+     *
+     * @return false, with nothing kept or changed, when output has been switched on before, or lines wait already; when
+     * another process uses the file; when it is not a regular file in memory that is this user's alone (mode 0600, one
+     * link, not a symbolic link) and was made by this operation or is empty; when there is no room for it; and when the
+     * log file that was written to at the last moment can't be read now.
+     */
+    bool keepWaitingLines(const QString &path, int bytes = 512 * 1024);
+
+    /**
      * Sets how long, in milliseconds, a written line may lie with the operating system before the writer thread brings
      * it to storage (fdatasync()); 0, the default, leaves that to the system, which may take half a minute or more.
      *

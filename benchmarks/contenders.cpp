@@ -16,6 +16,7 @@
 #include <spdlog/spdlog.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iomanip>
 
@@ -67,6 +68,19 @@ void beginBrindlecast()
 {
     QtDebugLogger::getInstance()->setLogCategoryEnabled(true, 1);
     QtDebugLogger::getInstance()->enableOutputFile();
+}
+
+void beginBrindlecastKept()
+{
+    if (!QtDebugLogger::getInstance()->keepWaitingLines(QStringLiteral("/dev/shm/brindlecast-bench")))
+        std::abort();
+    beginBrindlecast();
+}
+
+void beginBrindlecastSynced()
+{
+    QtDebugLogger::getInstance()->setSyncInterval(1000);
+    beginBrindlecast();
 }
 
 void beginDisabledCategory()
@@ -187,6 +201,8 @@ constexpr Contender kContenders[] = {
     {"empty-handler", beginEmptyHandler, raiseMessage, doNothing},
     {"disabled-category", beginDisabledCategory, raiseMessage, doNothing},
     {"brindlecast", beginBrindlecast, raiseMessage, endBrindlecast},
+    {"brindlecast-kept", beginBrindlecastKept, raiseMessage, endBrindlecast},
+    {"brindlecast-synced", beginBrindlecastSynced, raiseMessage, endBrindlecast},
     {"spdlog", beginSpdlog, raiseMessage, endSpdlog},
     {"glog", beginGlog, raiseMessage, doNothing},
     {"hand-written", beginHandWritten, raiseMessage, doNothing},

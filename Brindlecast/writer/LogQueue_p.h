@@ -16,6 +16,7 @@
 #include <memory>
 #include <mutex>
 
+class KeptFile;
 class QObject;
 class QueuedEntries;
 
@@ -26,6 +27,13 @@ enum class LineOutcome {
     Refused, ///< The queue is closed.
     ToBeEmitted, ///< Not pushed. The caller emits the signal within an emission that has begun, and then ends it.
     NoticeDue ///< Not pushed. Lines were dropped before; the caller reports how many, and tries again.
+};
+
+/** What became of entries that the writer has dealt with. */
+enum class EntryFate : int {
+    Settled, ///< They are in their file, or dropped.
+    Waiting, ///< They are in the backlog of their file.
+    Unwritable ///< They have no file.
 };
 
 /**
@@ -50,7 +58,12 @@ public:
         Closed ///< The application object has been destroyed. Until a new one exists, nothing is taken.
     };
 
-    enum class Kind : quint16 { Line, Request, Clear };
+    enum class Kind : quint16 {
+        Line,
+        Request,
+        Clear,
+        Settled ///< Was one of the others; nothing is to be done any more.
+    };
 
     struct Entry
     {
@@ -82,7 +95,15 @@ public:
     /** Ends the logger's life; true when no emission is going on, so that the logger can be destroyed. */
     bool retire();
     /** The same in a forked child, which takes no lock. */
-    void forsake() { m_phase.store(Phase::Gone, std::memory_order_release); }
+    void forsake();
+    /**
+     * Keeps what waits in a file from now on, as far as there is room, and takes up what a predecessor left there: its
+     * entries come first, with `notice` where `lostLines` are missing, and a clear after them.
+     *
+     * False when the queue is in use already. While the writer does not run only.
+     */
+    bool keep(std::unique_ptr<KeptFile> file, QStringView notice, quint32 lostLines);
+    bool isInUse();
 
     // Threads that raise messages.
 
@@ -138,12 +159,25 @@ public:
      *
      * @return whether the writer is to go on.
      */
-    bool settle(int entries, bool isHandled, bool isWritten);
+    bool settle(int entries, EntryFate fate, bool isHandled, bool isWritten);
     void addHandled(int entries);
     /** The request whose entry was settled last. To be let go of outside any lock, since that may run a host's code. */
     FileIOObjectPointer takeSettledRequest();
     /** The writer's last act. */
     void leave();
+
+    // The writer thread, for files that are kept. What is intended ends with settle(), settleBacklog() or withdraw().
+
+    /** The first entries, which are of one category and may be none, are going to be written as `bytes`. */
+    void intend(unsigned long category, int entries, qint64 begin, const QByteArray &bytes);
+    /** What waits in the backlog of a category is. */
+    void intendBacklog(unsigned long category, qint64 begin, const QByteArray &bytes);
+    void withdraw();
+    void settleBacklog(unsigned long category);
+    /** The file that a category has, or had in a predecessor; an empty name forgets it. */
+    void setFileName(unsigned long category, const QByteArray &name);
+    QByteArray fileName(unsigned long category) const;
+    void forgetFiles();
 
 private:
     friend class QueuedEntries;
@@ -151,6 +185,7 @@ private:
     enum class Sleep { None, UntilEvents, UntilEntries };
 
     struct Record;
+    struct ChunkData;
     struct Chunk;
     struct FreeChunk
     {
@@ -164,6 +199,13 @@ private:
     static ChunkPointer makeChunkIfLong(QStringView text);
     bool hasRoomForLine();
     bool append(const Record &record, QStringView text, ChunkPointer &chunkOfItsOwn);
+    ChunkPointer takeSpare();
+    ChunkPointer recycle(ChunkPointer chunk);
+    void countDropped(quint64 lines);
+    void settleRecord(Chunk &chunk, Record &record);
+    template <typename Action> void forEachHeld(quint64 category, const Action &act);
+    void takeUp(const KeptFile &file);
+    void insertNotice(QStringView notice, quint32 lostLines);
     void countHandled(int entries);
     void unlockAndWake(std::unique_lock<std::mutex> &lock, bool isForEntries);
 
@@ -180,6 +222,11 @@ private:
     Chunk *m_tail = nullptr;
     ChunkPointer m_spare;
     int m_spareCount = 0;
+    // Read, but with records that are not settled.
+    ChunkPointer m_held;
+    ChunkPointer m_spareKept;
+    KeptFile *m_kept = nullptr; // Never destroyed, like the queue.
+    quint64 m_nextNumber = 1;
     quint32 m_readRecords = 0; // Of m_head.
     quint32 m_readText = 0;
     std::deque<FileIOObjectPointer> m_requests;

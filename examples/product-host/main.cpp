@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Brindlecast developers
 // SPDX-License-Identifier: MIT
 
-// What a product calls, and when; docs/in-your-product.md explains it. Run with the log directory and the folder of a
-// stick: logs a line, brings it to storage and exports the logs.
+// What a product calls, and when; docs/in-your-product.md explains it. Run with the log directory, the folder of a
+// stick and a file in memory: logs a line, brings it to storage and exports the logs.
 
 #include <Brindlecast/ExportJob.h>
 #include <Brindlecast/ExportLogViewModel.h>
@@ -18,11 +18,14 @@
 
 namespace {
 
-void startLogging()
+void startLogging(const QString &keptLines)
 {
     QtDebugLogger *logger = QtDebugLogger::getInstance();
     logger->setLogCategoryEnabled(true, 1);
     logger->setFatalFlushTimeout(2000);
+    logger->setSyncInterval(1000);
+    if (!logger->keepWaitingLines(keptLines))
+        qWarning() << "lines will not outlive a crash: can't use" << keptLines;
     logger->enableOutputFile();
 }
 
@@ -71,7 +74,7 @@ void beginNewLogFiles()
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
-    startLogging();
+    startLogging(application.arguments().value(3));
 
     const QString logDirectory = application.arguments().value(1);
     const QString stick = application.arguments().value(2);
