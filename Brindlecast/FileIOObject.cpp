@@ -9,7 +9,9 @@
 #include <QFileInfo>
 #include <QScopeGuard>
 
+#include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -43,7 +45,7 @@ bool FileIOObject::writeFile()
     if (contentList.isEmpty() || !myfile.isOpen())
         return false;
 
-    writeBatch(textToWrite().toUtf8());
+    writeBatch(textToWrite().toUtf8(), end());
     return true;
 }
 
@@ -65,11 +67,11 @@ QString FileIOObject::textToWrite() const
     return text;
 }
 
-// Writes the batch behind what still waits, or lets it wait too.
-FileIOObject::Outcome FileIOObject::writeBatch(const QByteArray &batch)
+// Writes the batch behind what still waits, or lets it wait too. The file ends at `begin`.
+FileIOObject::Outcome FileIOObject::writeBatch(const QByteArray &batch, qint64 begin)
 {
-    writeBacklog();
-    if (!hasBacklog() && writeWhole(batch))
+    const qint64 backlog = m_backlog.size();
+    if (writeBacklog() && writeWhole(batch, begin + backlog))
         return Outcome::Written;
     // What is kept are entries of the queue. No others may lie between them.
     const bool mayWait = m_keeper == nullptr || m_entries > 0;
@@ -84,27 +86,37 @@ bool FileIOObject::writeBacklog()
 {
     if (!hasBacklog())
         return true;
+    const qint64 begin = end();
     if (m_keeper != nullptr)
-        m_keeper->intendBacklog(category, ::lseek(myfile.handle(), 0, SEEK_END), m_backlog);
-    if (!append(m_backlog))
-        return false;
+        m_keeper->intendBacklog(category, begin, m_backlog);
+    m_isBacklogInWrite = true;
+    const bool isWritten = append(m_backlog, begin);
+    m_isBacklogInWrite = false;
+    if (isWritten)
+        settleBacklog();
+    return isWritten;
+}
+
+void FileIOObject::settleBacklog()
+{
     m_backlog.clear();
     if (m_keeper != nullptr)
         m_keeper->settleBacklog(category);
-    return true;
 }
 
-bool FileIOObject::writeWhole(const QByteArray &batch)
+bool FileIOObject::writeWhole(const QByteArray &batch, qint64 begin)
 {
     if (m_keeper != nullptr)
-        m_keeper->intend(category, m_entries, ::lseek(myfile.handle(), 0, SEEK_END), batch);
-    return append(batch);
+        m_keeper->intend(category, m_entries, begin, batch);
+    return append(batch, begin);
 }
 
 // Past QFile's buffer: that one holds up to 16 KiB of a record, tears larger ones when the disk is full, and writes in
 // QFile's destructor, where the thread must not be cancelled.
-bool FileIOObject::append(const QByteArray &batch)
+bool FileIOObject::append(const QByteArray &batch, qint64 begin)
 {
+    m_inWrite = batch;
+    m_begin = begin;
     const int descriptor = myfile.handle();
     const char *rest = batch.constData();
     auto left = static_cast<size_t>(batch.size());
@@ -118,6 +130,7 @@ bool FileIOObject::append(const QByteArray &batch)
             break;
         }
     }
+    m_inWrite.clear();
     if (left == 0)
         return true;
 
@@ -133,12 +146,44 @@ bool FileIOObject::append(const QByteArray &batch)
     return false;
 }
 
+// After a thread was cut off in append(): whether all of the batch is in the file. If not, what came there is taken back,
+// unless another process has appended behind it.
+bool FileIOObject::settleCutWrite()
+{
+    const int descriptor = myfile.handle();
+    struct stat status = {};
+    qsizetype found = 0;
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+        QByteArray bytes(m_inWrite.size(), Qt::Uninitialized);
+        const Cancellation::EnabledScope cancellable;
+        const ssize_t size = ::pread(descriptor, bytes.data(), static_cast<size_t>(bytes.size()), m_begin);
+        found = std::mismatch(bytes.constData(), bytes.constData() + qMax<ssize_t>(size, 0), m_inWrite.constData()).first
+            - bytes.constData();
+    }
+    const bool isWhole = found == m_inWrite.size();
+    const bool isBacklog = std::exchange(m_isBacklogInWrite, false);
+    m_inWrite.clear();
+    if (!isWhole && found > 0 && status.st_size == m_begin + found) {
+        const bool isTakenBack = ::ftruncate(descriptor, m_begin) == 0;
+        Q_UNUSED(isTakenBack)
+    }
+    if (isWhole && isBacklog)
+        settleBacklog();
+    else if (!isWhole && m_keeper != nullptr)
+        m_keeper->withdraw();
+    return isWhole && !isBacklog;
+}
+
+qint64 FileIOObject::end() const
+{
+    return ::lseek(myfile.handle(), 0, SEEK_END);
+}
+
 // Brings to storage what was written, if somebody has marked it. A thread that is cut off in here leaves a whole file.
 void FileIOObject::sync()
 {
     if (!m_isUnsynced || !myfile.isOpen())
         return;
-    m_isSyncing = true;
     {
         const Cancellation::EnabledScope cancellable;
         ::fdatasync(myfile.handle());
@@ -151,5 +196,5 @@ void FileIOObject::sync()
         descriptor = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         ::fsync(descriptor);
     }
-    m_isUnsynced = m_isNameUnsynced = m_isSyncing = false;
+    m_isUnsynced = m_isNameUnsynced = false;
 }

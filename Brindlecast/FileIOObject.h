@@ -90,13 +90,21 @@ private:
     enum class Outcome { Written, Waiting, Dropped };
 
     QString textToWrite() const;
-    Outcome writeBatch(const QByteArray &batch);
+    Outcome writeBatch(const QByteArray &batch, qint64 begin);
     bool writeBacklog();
-    bool writeWhole(const QByteArray &batch);
-    bool append(const QByteArray &bytes);
+    void settleBacklog();
+    bool writeWhole(const QByteArray &batch, qint64 begin);
+    bool append(const QByteArray &bytes, qint64 begin);
+    bool isCutOff() const { return !m_inWrite.isEmpty(); }
+    bool settleCutWrite();
+    qint64 end() const;
     void sync();
 
     QByteArray m_backlog;
+    // What is being written, and where: should the thread be cut off in it, the file tells how far it came.
+    QByteArray m_inWrite;
+    qint64 m_begin = 0;
+    bool m_isBacklogInWrite = false;
     // Where lines are kept until they are in the file, if they are, and how many entries of that the batch in hand is.
     LogQueue *m_keeper = nullptr;
     int m_entries = 0;
@@ -108,7 +116,6 @@ private:
     // What is to be brought to storage: lines, and the name of a file that may be new.
     bool m_isUnsynced = false;
     bool m_isNameUnsynced = false;
-    bool m_isSyncing = false;
 };
 
 /** The hold on a FileIOObject; queued connections carry it under this name. */

@@ -37,25 +37,6 @@ void ensureDirectory(const QString &path)
         directory.mkpath(path);
 }
 
-// How many of the first lines of `waiting`, as they were encoded into `bytes`, a file holds that was cut off in them.
-int wholeEntries(const QueuedEntries &waiting, int entries, qsizetype bytes)
-{
-    int whole = 0;
-    while (whole < entries && waiting.text(whole + 1).toUtf8().size() <= bytes)
-        ++whole;
-    return whole;
-}
-
-// How many bytes of `expected` the file holds from `begin` on.
-qsizetype bytesInFile(int descriptor, qint64 begin, const QByteArray &expected)
-{
-    QByteArray found(expected.size(), Qt::Uninitialized);
-    const Cancellation::EnabledScope cancellable;
-    const ssize_t size = ::pread(descriptor, found.data(), static_cast<size_t>(found.size()), begin);
-    return std::mismatch(found.constData(), found.constData() + qMax<ssize_t>(size, 0), expected.constData()).first
-        - found.constData();
-}
-
 } // namespace
 
 LogWriterWorker::LogWriterWorker(QObject *parent)
@@ -103,69 +84,22 @@ bool LogWriterWorker::hasBacklog() const
                        [](const FileIOObjectPointer &file) { return file->hasBacklog(); });
 }
 
-// The thread begins. If its predecessor was cut off in a system call, the files that it had open are given up: they may
-// be half opened. What it was writing stays in them as far as whole lines have reached them; the rest, and what a full
-// disk had refused before, goes to new files.
+// The thread begins. If its predecessor was cut off in a write, the file tells whether that has reached it. What has not
+// is written again.
 void LogWriterWorker::resume(LogQueue &queue)
 {
-    if (!m_isCutOff)
-        return;
-    bool isCutInSync = false; // That leaves whole files.
-    for (const FileIOObjectPointer &file : qAsConst(m_ioMap))
-        isCutInSync |= std::exchange(file->m_isSyncing, false);
-    if (isCutInSync)
-        return;
-    const bool hasSettledRequest = m_run.entries > 0 && settleCutRun(queue);
-    m_run = Run();
+    bool isRunWritten = false;
     for (const FileIOObjectPointer &file : qAsConst(m_ioMap)) {
-        if (file->hasBacklog())
-            m_cutBacklogs.insert(file->category, file->m_backlog);
+        if (file->isCutOff())
+            isRunWritten |= file->settleCutWrite();
     }
-    m_ioMap.clear();
-    if (m_keeper != nullptr) {
-        m_keeper->withdraw();
-        m_keeper->forgetFiles();
-    }
-    while (!m_cutBacklogs.isEmpty()) {
-        FileIOObject &file = fileOf(m_cutBacklogs.firstKey());
-        file.m_backlog = m_cutBacklogs.take(file.category);
-        prepareFile(file);
-    }
-    if (hasSettledRequest)
+    const int entries = std::exchange(m_entriesInWrite, 0);
+    if (!isRunWritten || entries == 0)
+        return;
+    const bool isRequest = queue.front().at(0).kind == LogQueue::Kind::Request;
+    queue.settle(entries, EntryFate::Settled, true, true);
+    if (isRequest)
         LogWriterThread::callHost([&queue] { queue.takeSettledRequest().clear(); });
-}
-
-// Whether what was settled is a request.
-bool LogWriterWorker::settleCutRun(LogQueue &queue)
-{
-    const QueuedEntries waiting = queue.front();
-    const int descriptor = m_run.file->myfile.handle();
-    struct stat status = {};
-    int settled = 1; // When nobody can tell how far it came, the line in hand is lost.
-    bool isWritten = false;
-    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
-        const qsizetype backlog = m_run.backlog.size();
-        const QByteArray expected = m_run.backlog + waiting.text(m_run.entries).toUtf8();
-        const qsizetype written = bytesInFile(descriptor, m_run.begin, expected);
-        settled = wholeEntries(waiting, m_run.entries, written - backlog);
-        if (m_keeper != nullptr && settled < m_run.entries)
-            settled = 0; // As a successor would see it, should this process be killed in here.
-        qsizetype whole = 0; // A backlog in part is cut away, and written again as a whole.
-        if (written >= backlog) {
-            m_run.file->m_backlog.clear();
-            whole = backlog + waiting.text(settled).toUtf8().size();
-        }
-        isWritten = written == whole;
-        // The torn rest goes, unless another process has appended behind it.
-        if (!isWritten && status.st_size == m_run.begin + written)
-            isWritten = ::ftruncate(descriptor, m_run.begin + whole) == 0;
-        if (m_keeper != nullptr && backlog > 0 && written >= backlog)
-            m_keeper->settleBacklog(m_run.file->category);
-    }
-    const bool isRequest = settled > 0 && waiting.at(0).kind == LogQueue::Kind::Request;
-    if (settled > 0)
-        queue.settle(settled, EntryFate::Settled, true, isWritten);
-    return isRequest;
 }
 
 // Writes what waits in one piece of the queue. Between two writes it asks whether the thread is to end.
@@ -217,27 +151,25 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
     }
 
     const qint64 begin = sizeOf(file);
-    const qint64 room = kPageBytes - begin % kPageBytes;
-    const bool isLimitFar = file.category == LogCategory::kStartup || begin + kPageBytes < kFileSizeLimitBytes;
-    int entries = isLimitFar && !file.hasBacklog() ? qMax(1, waiting.lines(room)) : 1;
+    const qint64 room = qMin(kPageBytes - begin % kPageBytes, kFileSizeLimitBytes - begin);
+    int entries = file.hasBacklog() ? 1 : qMax(1, waiting.lines(room));
     QByteArray bytes = waiting.text(entries).toUtf8();
     while (entries > 1 && bytes.size() > room) { // Some characters have several bytes.
         entries = qMax(1, qMin(entries - 1, static_cast<int>(entries * room / bytes.size())));
         bytes = waiting.text(entries).toUtf8();
     }
-    m_run = {&file, begin, file.m_backlog, entries};
-    file.m_entries = entries;
-    if (entries > 1 && !file.writeWhole(bytes)) {
+    m_entriesInWrite = file.m_entries = entries;
+    if (entries > 1 && !file.writeWhole(bytes, begin)) {
         // The disk refuses: one by one.
         m_sizedFile = nullptr;
-        m_run.entries = entries = 1;
+        m_entriesInWrite = entries = 1;
         bytes = first.text.toUtf8();
     }
     if (entries > 1)
         noteWritten(file, bytes.size());
     else
         writeSingly(file, bytes, 1);
-    m_run = Run();
+    m_entriesInWrite = 0;
     if (isToBeSynced())
         noteUnsynced(file, waiting.isUrgent(entries));
     return entries;
@@ -298,7 +230,7 @@ void LogWriterWorker::writeSingly(FileIOObject &file, const QByteArray &bytes, i
 {
     const bool hadBacklog = file.hasBacklog();
     file.m_entries = entries;
-    const FileIOObject::Outcome outcome = file.writeBatch(bytes);
+    const FileIOObject::Outcome outcome = file.writeBatch(bytes, sizeOf(file));
     if (outcome == FileIOObject::Outcome::Waiting)
         m_fate = EntryFate::Waiting;
     noteWritten(file, bytes.size());
@@ -346,7 +278,7 @@ FileIOObject &LogWriterWorker::fileOf(unsigned long category)
         file->category = category;
         file->m_keeper = m_keeper;
         file->state = eIOREADYTOINIT;
-    } else {
+    } else if (file->state != eIOREADYTOOPEN) { // The thread was cut off when it opened the file.
         file->state = eIOREADYTOWRITE;
     }
     return *file;
@@ -361,14 +293,13 @@ bool LogWriterWorker::prepareFile(FileIOObject &file)
         file.state = file.path.isEmpty() ? eIONONE : eIOREADYTOOPEN;
     }
     if (file.state == eIOREADYTOOPEN)
-        file.state = openFile(file) ? eIOREADYTOWRITE : eIONONE;
+        openFile(file);
     if (file.state == eIOREADYTOWRITE && file.category != LogCategory::kStartup
         && sizeOf(file) >= kFileSizeLimitBytes) {
         file.sync();
         file.myfile.close(); // Not closeFile(): the waiting lines belong into the new file.
         nameFile(file);
-        if (!openFile(file))
-            file.state = eIONONE;
+        openFile(file);
     }
     return file.myfile.isOpen();
 }
@@ -394,18 +325,19 @@ bool LogWriterWorker::takeUpFile(FileIOObject &file)
     return true;
 }
 
-bool LogWriterWorker::openFile(FileIOObject &file)
+void LogWriterWorker::openFile(FileIOObject &file)
 {
     m_sizedFile = nullptr;
-    if (!file.openFile())
-        return false;
+    file.state = eIOREADYTOOPEN;
+    file.state = file.openFile() ? eIOREADYTOWRITE : eIONONE;
+    if (file.state == eIONONE)
+        return;
     if (m_keeper != nullptr)
         m_keeper->setFileName(file.category, QFile::encodeName(QFileInfo(file.path).fileName()));
     if (file.path != m_lastOpenedPath) {
         m_lastOpenedPath = file.path;
         m_isCheckDue = true;
     }
-    return true;
 }
 
 // Asked at a file's first line of a round, and counted from then on. QFile::size() asks for all that the system knows

@@ -98,23 +98,12 @@ private:
         bool isUrgent;
     };
 
-    // What is being written from the queue: should the thread be cut off there, the file tells how far it came.
-    struct Run
-    {
-        FileIOObject *file = nullptr;
-        qint64 begin = 0; // In the file, where the backlog is written first.
-        QByteArray backlog;
-        int entries = 0;
-    };
-
     bool isAtRest() const { return m_activity == Activity::None; }
     bool hasBacklog() const;
     void setSyncInterval(int ms) { m_syncIntervalMs.store(qMax(ms, 0)); }
     QDeadlineTimer nextSync() const { return m_nextSync; }
     void syncIfDue();
-    void setCutOff(bool isCutOff) { m_isCutOff = isCutOff; }
     void resume(LogQueue &queue);
-    bool settleCutRun(LogQueue &queue);
     void writeWaiting(LogQueue &queue);
     bool handOver(LogQueue &queue);
     int writeFront(const QueuedEntries &waiting);
@@ -132,7 +121,7 @@ private:
     bool prepareFile(FileIOObject &file);
     void nameFile(FileIOObject &file);
     bool takeUpFile(FileIOObject &file);
-    bool openFile(FileIOObject &file);
+    void openFile(FileIOObject &file);
     qint64 sizeOf(const FileIOObject &file);
     void clearFiles();
     void guardDirectory();
@@ -151,10 +140,8 @@ private:
     // The file whose size is known, so that only its first line of a round has to ask.
     const FileIOObject *m_sizedFile = nullptr;
     qint64 m_size = 0;
-    Run m_run;
+    int m_entriesInWrite = 0;
     int m_unhandledEntries = 0;
-    bool m_isCutOff = false;
-    QMap<unsigned long, QByteArray> m_cutBacklogs;
     // Where lines are kept until they are in the file, if they are.
     LogQueue *m_keeper = nullptr;
 

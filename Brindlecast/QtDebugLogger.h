@@ -81,9 +81,9 @@ public:
      * Ends the writer thread if it runs, and waits for that. Lines that wait then are kept, in order, until the thread
      * is started again.
      *
-     * The write in hand is finished first. If that takes more than two seconds, it is cut off, its file is given up,
-     * and all goes on in a new file at the next start. Lines are neither torn nor lost by that, unless the file is none
-     * that can be read back, a pipe for example: then the line in hand is.
+     * The write in hand is finished first. If that takes more than two seconds, it is cut off. At the next start, the
+     * file tells whether it got all of that; if not, what it got is taken back and written again. So lines are neither
+     * torn nor lost, but one in a file that can't be read back, a pipe for example, may come twice.
      *
      * A thread that the system does not let go of (a hanging device) is waited for without limit. So is one in which a
      * slot of the host runs, connected directly to handleIOSignal() by a message of the space guard, or waiting for the

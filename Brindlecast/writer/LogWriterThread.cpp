@@ -114,16 +114,11 @@ void LogWriterThread::run()
     isWriterThread = true;
     writersProcess = ::getpid();
     Cancellation::restrictToScopes();
-    bool isCutOff = true;
     // A guard's destructor, not the end of the function: a cancelled thread comes this way too.
-    const auto leave = qScopeGuard([this, &isCutOff] {
-        m_worker.setCutOff(isCutOff);
-        m_queue.leave();
-    });
+    const auto leave = qScopeGuard([this] { m_queue.leave(); });
 
     m_worker.resume(m_queue);
     while (m_queue.isServing())
         eventDispatcher()->processEvents(QEventLoop::WaitForMoreEvents);
     m_worker.sync(); // Nobody will for a while.
-    isCutOff = false;
 }
