@@ -96,7 +96,7 @@ void LogWriterWorker::resume(LogQueue &queue)
     const int entries = std::exchange(m_entriesInWrite, 0);
     if (!isRunWritten || entries == 0)
         return;
-    const bool isRequest = queue.front().at(0).kind == LogQueue::Kind::Request;
+    const bool isRequest = queue.front().at(0).kind == EntryKind::Request;
     queue.settle(entries, EntryFate::Settled, true, true);
     if (isRequest)
         LogWriterThread::callHost([&queue] { queue.takeSettledRequest().clear(); });
@@ -110,7 +110,7 @@ void LogWriterWorker::writeWaiting(LogQueue &queue)
     m_sizedFile = nullptr; // Another process may have appended to the files.
     QueuedEntries waiting = queue.front();
     while (waiting.count() > 0) {
-        const bool isRequest = waiting.at(0).kind == LogQueue::Kind::Request;
+        const bool isRequest = waiting.at(0).kind == EntryKind::Request;
         const int entries = writeFront(waiting);
         // What is to be done now may run a host's code, which may have more of the queue written.
         const bool isMoreToDo = isRequest || m_isCheckDue || !m_deferred.isEmpty();
@@ -134,11 +134,11 @@ void LogWriterWorker::writeWaiting(LogQueue &queue)
 int LogWriterWorker::writeFront(const QueuedEntries &waiting)
 {
     const QScopedValueRollback<Activity> writing(m_activity, Activity::Writing);
-    const LogQueue::Entry first = waiting.at(0);
+    const QueuedEntry first = waiting.at(0);
     m_fate = EntryFate::Settled;
-    if (first.kind == LogQueue::Kind::Settled)
+    if (first.kind == EntryKind::Settled)
         return 1;
-    if (first.kind == LogQueue::Kind::Clear) {
+    if (first.kind == EntryKind::Clear) {
         clearFiles();
         return 1;
     }

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "EntryStore_p.h"
+
 #include <Brindlecast/FileIOObject.h>
 
 #include <QDeadlineTimer>
@@ -16,9 +18,7 @@
 #include <memory>
 #include <mutex>
 
-class KeptFile;
 class QObject;
-class QueuedEntries;
 
 /** What became of a line that was pushed. */
 enum class LineOutcome {
@@ -29,19 +29,11 @@ enum class LineOutcome {
     NoticeDue ///< Not pushed. Lines were dropped before; the caller reports how many, and tries again.
 };
 
-/** What became of entries that the writer has dealt with. */
-enum class EntryFate : int {
-    Settled, ///< They are in their file, or dropped.
-    Waiting, ///< They are in the backlog of their file.
-    Unwritable ///< They have no file.
-};
-
 /**
  * The one queue between the threads that raise messages and the writer thread.
  *
  * It holds lines, requests and clears in the order in which they were pushed, bounds the lines, counts those it
- * dropped, and is where the writer thread sleeps. Text lies in chunks of memory that are used again: the texts from the
- * front, small records of them from the back. Pushing is a lock, a copy, and a wake-up if the writer sleeps.
+ * dropped, and is where the writer thread sleeps. Pushing is a lock, a copy, and a wake-up if the writer sleeps.
  *
  * It also holds the phase of the logger's life, under the same lock: a line is in the queue before it is closed, or it
  * is refused. Nobody has to be waited for.
@@ -56,20 +48,6 @@ public:
         Gone, ///< No logger: none has been made yet, the process exits, or this is a forked child.
         Open, ///< Lines are taken.
         Closed ///< The application object has been destroyed. Until a new one exists, nothing is taken.
-    };
-
-    enum class Kind : quint16 {
-        Line,
-        Request,
-        Clear,
-        Settled ///< Was one of the others; nothing is to be done any more.
-    };
-
-    struct Entry
-    {
-        Kind kind = Kind::Line;
-        unsigned long category = 0;
-        QStringView text; ///< As it is to be written.
     };
 
     /** The most lines that wait. */
@@ -180,32 +158,12 @@ public:
     void forgetFiles();
 
 private:
-    friend class QueuedEntries;
-
     enum class Sleep { None, UntilEvents, UntilEntries };
-
-    struct Record;
-    struct ChunkData;
-    struct Chunk;
-    struct FreeChunk
-    {
-        void operator()(Chunk *chunk) const;
-    };
-    using ChunkPointer = std::unique_ptr<Chunk, FreeChunk>;
 
     LogQueue() = default;
 
-    static ChunkPointer makeChunk(int textSize);
-    static ChunkPointer makeChunkIfLong(QStringView text);
     bool hasRoomForLine();
-    bool append(const Record &record, QStringView text, ChunkPointer &chunkOfItsOwn);
-    ChunkPointer takeSpare();
-    ChunkPointer recycle(ChunkPointer chunk);
     void countDropped(quint64 lines);
-    void settleRecord(Chunk &chunk, Record &record);
-    template <typename Action> void forEachHeld(quint64 category, const Action &act);
-    void takeUp(const KeptFile &file);
-    void insertNotice(QStringView notice, quint32 lostLines);
     void countHandled(int entries);
     void unlockAndWake(std::unique_lock<std::mutex> &lock, bool isForEntries);
 
@@ -218,22 +176,10 @@ private:
     std::condition_variable m_woken;
     std::condition_variable m_progressed;
     // protected by m_mutex:
-    ChunkPointer m_head;
-    Chunk *m_tail = nullptr;
-    ChunkPointer m_spare;
-    int m_spareCount = 0;
-    // Read, but with records that are not settled.
-    ChunkPointer m_held;
-    ChunkPointer m_spareKept;
-    KeptFile *m_kept = nullptr; // Never destroyed, like the queue.
-    quint64 m_nextNumber = 1;
-    quint32 m_readRecords = 0; // Of m_head.
-    quint32 m_readText = 0;
+    EntryStore m_entries;
     std::deque<FileIOObjectPointer> m_requests;
-    quint64 m_pushed = 0;
     quint64 m_handled = 0;
     quint64 m_awaited = std::numeric_limits<quint64>::max(); // The least number handled that a flush waits for.
-    int m_waitingLines = 0;
     quint64 m_droppedLines = 0;
     int m_emissions = 0;
     bool m_isFull = false;
@@ -241,28 +187,4 @@ private:
     bool m_isWriterInside = false;
     bool m_isNewestLineWritten = true;
     Sleep m_sleep = Sleep::None;
-};
-
-/** Entries that lie together at the front of a queue; good until they are settled. */
-class QueuedEntries
-{
-public:
-    int count() const { return m_count; }
-    LogQueue::Entry at(int index) const;
-    /** The text of the first entries, which lies in one piece. */
-    QStringView text(int entries) const;
-    /** How many of the first entries are lines of one category that have `mostText` UTF-16 units at most together. */
-    int lines(qint64 mostText) const;
-    /** Whether one of the first entries is to be brought to storage at once. */
-    bool isUrgent(int entries) const;
-    void dropFirst(int entries);
-
-private:
-    friend class LogQueue;
-
-    const LogQueue::Record &record(int index) const;
-
-    const ushort *m_text = nullptr;
-    const LogQueue::Record *m_records = nullptr; // From here downwards.
-    int m_count = 0;
 };
