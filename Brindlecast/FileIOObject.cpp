@@ -4,6 +4,7 @@
 #include "FileIOObject.h"
 
 #include "writer/Cancellation_p.h"
+#include "writer/KeptFile_p.h"
 #include "writer/LogQueue_p.h"
 
 #include <QFileInfo>
@@ -142,7 +143,7 @@ bool FileIOObject::append(const QByteArray &batch, qint64 begin)
         Q_UNUSED(isTakenBack)
     }
     if (m_keeper != nullptr)
-        m_keeper->withdraw();
+        m_keeper->kept()->withdraw();
     return false;
 }
 
@@ -170,7 +171,7 @@ bool FileIOObject::settleCutWrite()
     if (isWhole && isBacklog)
         settleBacklog();
     else if (!isWhole && m_keeper != nullptr)
-        m_keeper->withdraw();
+        m_keeper->kept()->withdraw();
     return isWhole && !isBacklog;
 }
 

@@ -6,6 +6,7 @@
 #include "LogCategory_p.h"
 #include "LogDirectory_p.h"
 #include "writer/Cancellation_p.h"
+#include "writer/KeptFile_p.h"
 #include "writer/LocalTime_p.h"
 #include "writer/LogQueue_p.h"
 #include "writer/LogWriterThread_p.h"
@@ -207,7 +208,7 @@ void LogWriterWorker::writeAtOnce(const Deferred &raised)
     if (prepareFile(file) && !raised.text.isEmpty()) {
         writeSingly(file, raised.text.toUtf8(), 0);
         if (m_keeper != nullptr)
-            m_keeper->withdraw();
+            m_keeper->kept()->withdraw();
         if (isToBeSynced())
             noteUnsynced(file, raised.isUrgent);
     } else {
@@ -315,7 +316,7 @@ void LogWriterWorker::nameFile(FileIOObject &file)
 // Names the file that the category had in a process that did not come to write all its lines, if it is still there.
 bool LogWriterWorker::takeUpFile(FileIOObject &file)
 {
-    const QByteArray name = m_keeper != nullptr ? m_keeper->fileName(file.category) : QByteArray();
+    const QByteArray name = m_keeper != nullptr ? m_keeper->kept()->name(file.category) : QByteArray();
     const QFileInfo found(logDirectory() + QFile::decodeName(name));
     if (name.isEmpty() || !found.isFile() || found.isSymLink())
         return false;
@@ -333,7 +334,7 @@ void LogWriterWorker::openFile(FileIOObject &file)
     if (file.state == eIONONE)
         return;
     if (m_keeper != nullptr)
-        m_keeper->setFileName(file.category, QFile::encodeName(QFileInfo(file.path).fileName()));
+        m_keeper->kept()->setName(file.category, QFile::encodeName(QFileInfo(file.path).fileName()));
     if (file.path != m_lastOpenedPath) {
         m_lastOpenedPath = file.path;
         m_isCheckDue = true;
@@ -365,7 +366,7 @@ void LogWriterWorker::clearFiles()
         m_isNewestLineWritten = !hasBacklog();
     m_ioMap.clear();
     if (m_keeper != nullptr)
-        m_keeper->forgetFiles();
+        m_keeper->kept()->forgetNames();
 }
 
 void LogWriterWorker::guardDirectory()

@@ -200,7 +200,7 @@ Q_SIGNALS:
      * A line is on its way to the writer thread. Emitted on the thread that raised it, inside the message handler.
      *
      * A host may emit it too, with a request of its own: its lines are written in their turn. Requests are only read
-     * from then on.
+     * from then on. How many of its own wait is up to the host: the bound is for the logger's lines.
      *
      * @note Connecting to this signal has a price: until a host does, lines take a shorter way, without a request.
      */

@@ -48,7 +48,6 @@ public:
     /** Takes the first entries away; their text is gone. */
     void settle(int entries, EntryFate fate);
 
-    bool isKept() const { return m_kept != nullptr; }
     /**
      * Keeps entries in a file from now on, and takes up what a predecessor left there, with `notice` where `lostLines`
      * are missing, and a clear after all of it. The store is empty before.

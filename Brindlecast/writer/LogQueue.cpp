@@ -48,8 +48,8 @@ void LogQueue::close(bool appendsClear)
 void LogQueue::forsake()
 {
     m_phase.store(Phase::Gone, std::memory_order_release);
-    if (m_entries.isKept())
-        m_entries.kept()->leaveInChild();
+    if (kept() != nullptr)
+        kept()->leaveInChild();
 }
 
 bool LogQueue::retire()
@@ -63,7 +63,7 @@ bool LogQueue::retire()
 bool LogQueue::keep(std::unique_ptr<KeptFile> file, QStringView notice, quint32 lostLines)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_entries.isKept() || m_isServing || !m_entries.isEmpty())
+    if (kept() != nullptr || m_isServing || !m_entries.isEmpty())
         return false;
     m_entries.keep(std::move(file), notice, lostLines);
     return true;
@@ -72,7 +72,7 @@ bool LogQueue::keep(std::unique_ptr<KeptFile> file, QStringView notice, quint32 
 bool LogQueue::isInUse()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_entries.isKept() || m_isServing || !m_entries.isEmpty() || phase() == Phase::Gone;
+    return kept() != nullptr || m_isServing || !m_entries.isEmpty() || phase() == Phase::Gone;
 }
 
 LineOutcome LogQueue::push(QStringView text, unsigned long category, const QObject &emitter, bool isUrgent)
@@ -155,8 +155,8 @@ void LogQueue::endEmission()
 quint64 LogQueue::takeDropped()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_entries.isKept())
-        m_entries.kept()->settleOutside(static_cast<quint32>(m_droppedLines));
+    if (kept() != nullptr)
+        kept()->settleOutside(static_cast<quint32>(m_droppedLines));
     return std::exchange(m_droppedLines, 0);
 }
 
@@ -290,30 +290,10 @@ void LogQueue::intendBacklog(unsigned long category, qint64 begin, const QByteAr
     m_entries.intendBacklog(category, begin, bytes);
 }
 
-void LogQueue::withdraw()
-{
-    m_entries.kept()->withdraw();
-}
-
 void LogQueue::settleBacklog(unsigned long category)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_entries.settleBacklog(category);
-}
-
-void LogQueue::setFileName(unsigned long category, const QByteArray &name)
-{
-    m_entries.kept()->setName(category, name);
-}
-
-QByteArray LogQueue::fileName(unsigned long category) const
-{
-    return m_entries.kept()->name(category);
-}
-
-void LogQueue::forgetFiles()
-{
-    m_entries.kept()->forgetNames();
 }
 
 // Whether one line more may wait.
@@ -326,8 +306,8 @@ bool LogQueue::hasRoomForLine()
 void LogQueue::countDropped(quint64 lines)
 {
     m_droppedLines += lines;
-    if (m_entries.isKept())
-        m_entries.kept()->addOutside(static_cast<quint32>(lines));
+    if (kept() != nullptr)
+        kept()->addOutside(static_cast<quint32>(lines));
 }
 
 void LogQueue::countHandled(int entries)

@@ -150,12 +150,9 @@ public:
     void intend(unsigned long category, int entries, qint64 begin, const QByteArray &bytes);
     /** What waits in the backlog of a category is. */
     void intendBacklog(unsigned long category, qint64 begin, const QByteArray &bytes);
-    void withdraw();
     void settleBacklog(unsigned long category);
-    /** The file that a category has, or had in a predecessor; an empty name forgets it. */
-    void setFileName(unsigned long category, const QByteArray &name);
-    QByteArray fileName(unsigned long category) const;
-    void forgetFiles();
+    /** Null when no lines are kept. Its names and withdraw() are used without the queue's lock. */
+    KeptFile *kept() const { return m_entries.kept(); }
 
 private:
     enum class Sleep { None, UntilEvents, UntilEntries };
