@@ -32,7 +32,7 @@ void cutLinesAtPageEnds()
     const QStringList names = logNames();
     for (const QString &name : names) {
         const QByteArray bytes = fileContents(logDirectory() + name);
-        if (bytes.size() % 4096 == 0 && !bytes.endsWith("\n\n"))
+        if (!bytes.isEmpty() && bytes.size() % 4096 == 0 && !bytes.endsWith("\n\n"))
             QFile::resize(logDirectory() + name, bytes.lastIndexOf("\n\n") + 2);
     }
 }
