@@ -19,6 +19,7 @@ constexpr qint64 kDefaultNeededSpaceBytes = 100LL * 1024 * 1024;
 constexpr int kFilesKept = BRINDLECAST_FILES_KEPT;
 constexpr int kMostPasses = 10;
 
+// Published line numbers, unrelated to this file's lines.
 constexpr MessageSite kUnknownStorage{__FILE__, 58, "bool DiskChecker::isDiskFull(quint64)"};
 constexpr MessageSite kEmptyDirectory{__FILE__, 95, "void DiskChecker::listDir()"};
 constexpr MessageSite kFileRemoved{__FILE__, 128, "bool DiskChecker::removeOldestFile()"};

@@ -13,6 +13,7 @@ namespace {
 
 constexpr qint64 kBytesPerMegabyte = 1000000;
 
+// Published line numbers, unrelated to this file's lines.
 constexpr const char *kGetFreeDisk = "qint64 DiskSpaceChecker::getFreeDisk(const QString&)";
 constexpr MessageSite kDiskName = {__FILE__, 45, kGetFreeDisk};
 constexpr MessageSite kDiskSize = {__FILE__, 46, kGetFreeDisk};

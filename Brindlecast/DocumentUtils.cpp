@@ -17,6 +17,7 @@
 
 namespace {
 
+// Published line numbers, unrelated to this file's lines.
 constexpr const char *kCopyFileOrDir
     = "int DocumentUtils::copyFileOrDir(const QString&, const QString&, const QString&)";
 constexpr MessageSite kCopyEntered = {__FILE__, 12, kCopyFileOrDir};

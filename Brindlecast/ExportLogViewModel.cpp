@@ -23,11 +23,13 @@ namespace {
 
 constexpr qint64 kBytesPerKilobyte = 1024;
 
+// Published line numbers, unrelated to this file's lines.
 constexpr MessageSite kSetCurrentFolder = {__FILE__, 24, "void ExportLogViewModel::setCurrentFolder(const QString&)"};
 constexpr MessageSite kDirectoryChanged
     = {__FILE__, 79, "void ExportLogViewModel::onFileSystemDirectoryChanged(const QString&)"};
 constexpr MessageSite kFileChanged = {__FILE__, 88, "void ExportLogViewModel::onFileSystemFileChanged(const QString&)"};
 
+// The keys of a row, which are the list model's roles, too.
 QString fileNameKey()
 {
     return QStringLiteral("file_name");
@@ -47,8 +49,8 @@ public:
     {
         const QAbstractItemModel &model = rows;
         const QHash<int, QByteArray> roles = model.roleNames();
-        m_fileNameRole = roles.key(QByteArrayLiteral("file_name"), kNoRole);
-        m_selectedRole = roles.key(QByteArrayLiteral("selected"), kNoRole);
+        m_fileNameRole = roles.key(fileNameKey().toLatin1(), kNoRole);
+        m_selectedRole = roles.key(selectedKey().toLatin1(), kNoRole);
     }
 
     QString fileName(int row) const { return value(row, m_fileNameRole, fileNameKey()).toString(); }
@@ -136,7 +138,7 @@ ExportLogViewModel::ExportLogViewModel(QObject *parent)
     const CommonListViewModel *rows = m_currentViewModel.data();
     connect(rows, &CommonListViewModel::modelAboutToBeReset, this, &ExportLogViewModel::followRowsAboutToBeReset);
     connect(rows, &CommonListViewModel::modelReset, this, &ExportLogViewModel::followRowsReset);
-    connect(rows, &CommonListViewModel::rowsInserted, this, &ExportLogViewModel::followForeignChange);
+    connect(rows, &CommonListViewModel::rowsInserted, this, &ExportLogViewModel::onRowsEditedByHost);
 }
 
 ExportLogViewModel::~ExportLogViewModel() = default;
@@ -356,7 +358,7 @@ void ExportLogViewModel::followRowsAboutToBeReset()
 void ExportLogViewModel::followRowsReset()
 {
     if (!m_rowChange || --m_rowChange->resetsUnderWay > 0)
-        followForeignChange();
+        onRowsEditedByHost();
     else
         finishRowChange();
 }
@@ -371,10 +373,10 @@ void ExportLogViewModel::finishRowChange()
     m_selectedNumber = rowChange->selectedNumber;
     m_selectedFileSize = rowChange->selectedFileSize;
     if (rowChange->isDisturbed)
-        followForeignChange();
+        onRowsEditedByHost();
 }
 
-void ExportLogViewModel::followForeignChange()
+void ExportLogViewModel::onRowsEditedByHost()
 {
     if (m_rowChange)
         m_rowChange->isDisturbed = true;

@@ -201,7 +201,7 @@ private:
     void followRowsAboutToBeReset();
     void followRowsReset();
     void finishRowChange();
-    void followForeignChange();
+    void onRowsEditedByHost();
 
     int m_selectedNumber = 0;
     qint64 m_selectedFileSize = 0;

@@ -8,5 +8,5 @@
 /** The directory of all log files, with a trailing slash. Its root is chosen when the library is built. */
 inline QString logDirectory()
 {
-    return QStringLiteral(BRINDLECAST_LOG_ROOT) + QStringLiteral("ftp/log/");
+    return QStringLiteral(BRINDLECAST_LOG_DIRECTORY);
 }

@@ -26,7 +26,7 @@
 
 namespace {
 
-constexpr char kFilePath[] = BRINDLECAST_LOG_ROOT "ftp/log/peer.log";
+constexpr char kFilePath[] = BRINDLECAST_LOG_DIRECTORY "peer.log";
 // What the loops of bare writes write: a record of the length of all the others.
 constexpr char kRecord[]
     = "[2026-11-22 18:00:05] <Debug:> contenders.cpp 50: the pressure of the second circuit is steady "
@@ -168,7 +168,7 @@ void beginGlog()
     FLAGS_logtostderr = false;
     FLAGS_stderrthreshold = google::GLOG_FATAL;
     FLAGS_logbuflevel = -1;
-    FLAGS_log_dir = BRINDLECAST_LOG_ROOT "ftp/log";
+    FLAGS_log_dir = BRINDLECAST_LOG_DIRECTORY;
     FLAGS_max_log_size = 4000;
     google::InitGoogleLogging("bench", writeGlogPrefix);
     google::SetLogSymlink(google::GLOG_INFO, "");

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The Brindlecast developers
 # SPDX-License-Identifier: MIT
 
-# Toolchain for the sysroot that scripts/make-sysroot unpacks; BRINDLECAST_CROSS_ARCH says which: armhf or arm64.
+# Toolchain for the sysroot that scripts/lib/make-sysroot unpacks; BRINDLECAST_CROSS_ARCH says which: armhf or arm64.
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES BRINDLECAST_CROSS_ARCH)
 if(BRINDLECAST_CROSS_ARCH STREQUAL "armhf")
     set(CMAKE_SYSTEM_PROCESSOR armv7l)

@@ -35,7 +35,7 @@ constexpr auto kProgressInterval = std::chrono::milliseconds(100);
 constexpr auto kPause = std::chrono::microseconds(2000);
 constexpr int kLinesBetweenPauses = 50;
 
-constexpr char kLogDirectory[] = BRINDLECAST_LOG_ROOT "ftp/log/";
+constexpr char kLogDirectory[] = BRINDLECAST_LOG_DIRECTORY;
 
 std::atomic<int> linesRaised{0};
 std::atomic<int> threadsAtWork{0};

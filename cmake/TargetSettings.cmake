@@ -1,9 +1,9 @@
 # SPDX-FileCopyrightText: 2026 The Brindlecast developers
 # SPDX-License-Identifier: MIT
 
-# brindlecast_strict(<target>): the compiler and Qt settings that every target of this project shares.
+# brindlecast_target_settings(<target>): the compiler and Qt settings that every target of this project shares.
 # Warnings become errors through CMAKE_COMPILE_WARNING_AS_ERROR, which the presets set.
-function(brindlecast_strict target)
+function(brindlecast_target_settings target)
     set_target_properties(${target} PROPERTIES
         AUTOMOC ON
         CXX_STANDARD 17
