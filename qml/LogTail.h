@@ -151,6 +151,10 @@ private:
     };
     using Rows = std::deque<Row>;
 
+    static constexpr int kMostRows = 2000;
+    /** Leaves as many rows as may be shown. Returns how many were dropped. */
+    static int dropOldest(Rows &rows);
+
     void askReader();
     Q_INVOKABLE void takeBatch();
     void replaceRows(Rows rows);

@@ -8,6 +8,7 @@
 #include "PartFile_p.h"
 
 #include <Brindlecast/QtDebugLogger.h>
+#include <Brindlecast/RegularFile_p.h>
 
 #include <QDeadlineTimer>
 #include <QDebug>
@@ -22,9 +23,8 @@
 #include <csignal>
 #include <memory>
 
-#include <fcntl.h>
 #include <pthread.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 using namespace std::chrono_literals;
 
@@ -98,9 +98,9 @@ QString reasonForSource(int error)
 }
 
 // As the original's, but never for others to write, and for its owner to delete.
-mode_t permissionsFor(const struct stat &source)
+mode_t permissionsFor(mode_t source)
 {
-    return (source.st_mode & (S_IRUSR | S_IRGRP | S_IROTH)) | S_IRUSR | S_IWUSR;
+    return (source & (S_IRUSR | S_IRGRP | S_IROTH)) | S_IRUSR | S_IWUSR;
 }
 
 QByteArray encodedPath(const QString &path)
@@ -276,53 +276,35 @@ bool ExportRun::prepare(const ExportFolder &folder)
     return true;
 }
 
-int ExportRun::openSource(const Source &source, struct stat &status)
-{
-    int error = source.path.isEmpty() ? ENOENT : 0;
-    int file = -1;
-    // Looked at before it is opened, since opening a device can have effects of its own. A link is copied as the file
-    // it leads to; few sticks know links.
-    if (error == 0 && ::stat(source.path.constData(), &status) != 0)
-        error = errno;
-    if (error == 0 && S_ISREG(status.st_mode)) {
-        file = ::open(source.path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-        if (file < 0 || ::fstat(file, &status) != 0)
-            error = errno;
-    }
-    if (error == 0 && S_ISREG(status.st_mode))
-        return file;
-
-    if (error == ENOENT || error == ENOTDIR)
-        finishFile(source, Outcome::SourceGone, reasonFor(Outcome::SourceGone));
-    else if (error != 0)
-        finishFile(source, Outcome::CopyFailed, reasonForSource(error));
-    else
-        finishFile(source, Outcome::NotAFile, reasonFor(Outcome::NotAFile));
-    if (file >= 0)
-        ::close(file);
-    return -1;
-}
-
 void ExportRun::copyFile(const Source &source, const ExportFolder &folder)
 {
-    struct stat status = {};
-    const int file = openSource(source, status);
-    if (file < 0)
+    // A link is copied as the file it leads to; few sticks know links.
+    const RegularFile file(source.path);
+    switch (file.state()) {
+    case RegularFile::State::Open:
+        break;
+    case RegularFile::State::Missing:
+        finishFile(source, Outcome::SourceGone, reasonFor(Outcome::SourceGone));
         return;
+    case RegularFile::State::OfOtherKind:
+        finishFile(source, Outcome::NotAFile, reasonFor(Outcome::NotAFile));
+        return;
+    case RegularFile::State::Unreadable:
+        finishFile(source, Outcome::CopyFailed, reasonForSource(file.error()));
+        return;
+    }
 
     const qint64 counted = qMax(source.size, qint64{0});
-    const bool isSame = source.identity == std::make_pair(status.st_dev, status.st_ino);
-    const qint64 size = isSame ? source.size : status.st_size;
-    PartFile part(folder, permissionsFor(status));
+    const qint64 size = file.identity() == source.identity ? source.size : file.size();
+    PartFile part(folder, permissionsFor(file.mode()));
     int error = part.creationError();
     FileCopy copy;
     if (error == 0) {
-        copy = FileCopy::run(file, part.descriptor(), size, [this, counted](qint64 done) {
+        copy = FileCopy::run(file.descriptor(), part.descriptor(), size, [this, counted](qint64 done) {
             showBytes(m_bytesBefore + qMin(done, counted));
             return !isCancelled();
         });
     }
-    ::close(file);
 
     switch (copy.end) {
     case FileCopy::Complete:

@@ -85,7 +85,6 @@ private:
     void copyAll();
     bool prepare(const ExportFolder &folder);
     void copyFile(const Source &source, const ExportFolder &folder);
-    int openSource(const Source &source, struct stat &status);
     void finishFile(const Source &source, Outcome outcome, const QString &reason, const QString &savedAs = {});
     /** Fails the file in hand for an `error` of the destination. */
     void failForDestination(const Source &source, int error);
