@@ -147,8 +147,8 @@ bool FileIOObject::append(const QByteArray &batch, qint64 begin)
     return false;
 }
 
-// After a thread was cut off in append(): whether all of the batch is in the file. If not, what came there is taken back,
-// unless another process has appended behind it.
+// After a thread was cut off in append(): whether the whole batch is in the file. If not, what came there is taken
+// back, unless another process has appended behind it.
 bool FileIOObject::settleCutWrite()
 {
     const int descriptor = myfile.handle();
@@ -158,7 +158,8 @@ bool FileIOObject::settleCutWrite()
         QByteArray bytes(m_inWrite.size(), Qt::Uninitialized);
         const Cancellation::EnabledScope cancellable;
         const ssize_t size = ::pread(descriptor, bytes.data(), static_cast<size_t>(bytes.size()), m_begin);
-        found = std::mismatch(bytes.constData(), bytes.constData() + qMax<ssize_t>(size, 0), m_inWrite.constData()).first
+        found
+            = std::mismatch(bytes.constData(), bytes.constData() + qMax<ssize_t>(size, 0), m_inWrite.constData()).first
             - bytes.constData();
     }
     const bool isWhole = found == m_inWrite.size();

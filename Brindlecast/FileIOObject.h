@@ -94,7 +94,7 @@ private:
     bool writeBacklog();
     void settleBacklog();
     bool writeWhole(const QByteArray &batch, qint64 begin);
-    bool append(const QByteArray &bytes, qint64 begin);
+    bool append(const QByteArray &batch, qint64 begin);
     bool isCutOff() const { return !m_inWrite.isEmpty(); }
     bool settleCutWrite();
     qint64 end() const;

@@ -85,7 +85,7 @@ bool LogWriterWorker::hasBacklog() const
                        [](const FileIOObjectPointer &file) { return file->hasBacklog(); });
 }
 
-// The thread begins. If its predecessor was cut off in a write, the file tells whether that has reached it. What has not
+// The thread begins. If its predecessor was cut off in a write, the file tells whether it got all of that. If not, that
 // is written again.
 void LogWriterWorker::resume(LogQueue &queue)
 {

@@ -79,7 +79,7 @@ bool EntryStore::append(const QueuedEntry &entry)
     if (m_kept != nullptr && !m_tail->isKept() && record.isLine())
         m_kept->addOutside(1);
     return true;
-}
+} // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): it loses sight of the list, which owns the chunk
 
 QueuedEntries EntryStore::front() const
 {
@@ -207,9 +207,9 @@ void EntryStore::recycle(ChunkPointer chunk)
 
 void EntryStore::link(ChunkPointer chunk)
 {
-    Chunk *const linked = chunk.get();
-    (m_tail == nullptr ? m_head : m_tail->next) = std::move(chunk);
-    m_tail = linked;
+    ChunkPointer &end = m_tail == nullptr ? m_head : m_tail->next;
+    end = std::move(chunk);
+    m_tail = end.get();
 }
 
 void EntryStore::settleRecord(Chunk &chunk, Record &record)

@@ -22,7 +22,7 @@
 class KeptFile
 {
 public:
-    static constexpr std::size_t kChunkBytes = 32 * 1024;
+    static constexpr std::size_t kChunkBytes = std::size_t{32} * 1024;
 
     /** Stores a value after all earlier stores and before all later ones, as a successor sees them. */
     static void publish(std::atomic<quint32> &field, quint32 value)
