@@ -13,8 +13,10 @@ QueuedEntries::QueuedEntries(const ushort *text, const Record *records, int coun
 QueuedEntry QueuedEntries::at(int index) const
 {
     const Record &found = record(index);
-    return {found.kind, static_cast<unsigned long>(found.category),
-            {m_text + text(index).size(), qsizetype(found.size)}, found.isUrgent};
+    return {found.kind,
+            static_cast<unsigned long>(found.category),
+            {m_text + text(index).size(), qsizetype(found.size)},
+            found.isUrgent};
 }
 
 QStringView QueuedEntries::text(int entries) const
