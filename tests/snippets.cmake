@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: MIT
 
 # Checks that what the documentation shows is what is compiled. A code block after a comment "<!-- FILE -->" is a part of
-# FILE, one after "<!-- FILE without its licence header -->" is all of it.
+# FILE, one after "<!-- FILE without its licence header -->" is all of it. Every block of C++ needs such a comment.
+# Checks as well that docs/qml-types.md has every property and signal of the QML module.
 # Usage: cmake -D ROOT=<project folder> -P snippets.cmake
 
 # Without the characters that would take a CMake list apart.
@@ -17,8 +18,14 @@ endfunction()
 
 set(found 0)
 set(mark "<!-- ([^ ]+)( without its licence header)? -->\n```[a-z]+\n([^`]*)```")
-foreach(document README.md docs/export-screen.md docs/in-your-product.md)
+get_filename_component(ROOT "${ROOT}" ABSOLUTE)
+file(GLOB documents RELATIVE ${ROOT} ${ROOT}/*.md ${ROOT}/docs/*.md)
+foreach(document IN LISTS documents)
     read_text(${ROOT}/${document} text)
+    string(REGEX REPLACE "${mark}" "" rest "${text}")
+    if(rest MATCHES "```cpp\n[^`]*")
+        message(SEND_ERROR "${document} does not say where this is from:\n${CMAKE_MATCH_0}")
+    endif()
     string(REGEX MATCHALL "${mark}" blocks "${text}")
     foreach(block IN LISTS blocks)
         string(REGEX MATCH "${mark}" block "${block}")
@@ -37,4 +44,22 @@ endforeach()
 if(found EQUAL 0)
     message(FATAL_ERROR "no code is marked in the documentation")
 endif()
+
+file(READ ${ROOT}/docs/qml-types.md reference)
+file(STRINGS ${ROOT}/qml/qmldir types REGEX "^(singleton )?[A-Z][A-Za-z]+ 1\\.0")
+set(sources ${ROOT}/qml/LogExport.h ${ROOT}/qml/LogFiles.h ${ROOT}/qml/LogTail.h ${ROOT}/Brindlecast/ExportJob.h)
+foreach(type IN LISTS types)
+    string(REGEX REPLACE ".* " "${ROOT}/qml/" source "${type}")
+    list(APPEND sources ${source})
+endforeach()
+set(member "^( *Q_PROPERTY\\(|    (readonly |required )*property |    signal )([A-Za-z0-9]+ )?[*]?([A-Za-z]+).*")
+foreach(source IN LISTS sources)
+    file(STRINGS ${source} members REGEX "${member}")
+    foreach(line IN LISTS members)
+        string(REGEX REPLACE "${member}" "\\4" name "${line}")
+        if(NOT reference MATCHES "`${name}[`(]")
+            message(SEND_ERROR "docs/qml-types.md lacks ${name} of ${source}")
+        endif()
+    endforeach()
+endforeach()
 message(STATUS "${found} pieces of code are as compiled")
