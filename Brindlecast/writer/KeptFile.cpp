@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -97,7 +98,9 @@ std::unique_ptr<KeptFile> KeptFile::open(const QByteArray &path, int bytes)
     if (descriptor < 0)
         return nullptr;
     std::unique_ptr<KeptFile> file(new KeptFile(descriptor));
-    if (!isOurs(descriptor) || !file->map(bytes) || !file->settleIntent()) {
+    if (!isOurs(descriptor))
+        return nullptr; // Another process may have it by now: it stays.
+    if (!file->map(bytes) || !file->settleIntent()) {
         if (isNew)
             ::unlink(path.constData());
         return nullptr;
@@ -114,7 +117,7 @@ KeptFile::~KeptFile()
 
 void KeptFile::leaveInChild()
 {
-    ::close(m_descriptor);
+    ::close(std::exchange(m_descriptor, -1)); // Its own children come here too.
 }
 
 // Takes the lock that another process may have. A lock of the open file, not of the process: that one would go when the
@@ -148,16 +151,16 @@ bool KeptFile::map(int bytes)
     const bool isWhole = found >= kLeastChunks && found <= std::numeric_limits<int>::max() / kChunkBytes + 1
         && size >= totalBytes(int(found));
     int chunks = std::max(wanted, isWhole ? int(found) : 0);
-    const off_t former = status.st_size;
     if (!isWhole && ::ftruncate(m_descriptor, 0) != 0)
         return false;
+    auto growth = qScopeGuard([this, former = isWhole ? status.st_size : 0] {
+        const bool isAsBefore = ::ftruncate(m_descriptor, former) == 0;
+        Q_UNUSED(isAsBefore)
+    });
     if (::posix_fallocate(m_descriptor, 0, static_cast<off_t>(totalBytes(chunks))) != 0) {
         chunks = int(found); // What is there already is better than nothing.
-        if (!isWhole || ::posix_fallocate(m_descriptor, 0, static_cast<off_t>(totalBytes(chunks))) != 0) {
-            const bool isAsBefore = ::ftruncate(m_descriptor, isWhole ? former : 0) == 0;
-            Q_UNUSED(isAsBefore)
+        if (!isWhole || ::posix_fallocate(m_descriptor, 0, static_cast<off_t>(totalBytes(chunks))) != 0)
             return false;
-        }
     }
     // At once, since what has a part of the mark would be somebody else's.
     Header fresh = {};
@@ -170,6 +173,7 @@ bool KeptFile::map(int bytes)
         = ::mmap(nullptr, m_mappedBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, m_descriptor, 0);
     if (memory == MAP_FAILED)
         return false;
+    growth.dismiss();
     ::madvise(memory, m_mappedBytes, MADV_DONTFORK);
     m_header = static_cast<Header *>(memory);
     publish(m_header->chunks, quint32(chunks));
