@@ -16,7 +16,7 @@ QueuedEntry QueuedEntries::at(int index) const
     return {found.kind,
             static_cast<unsigned long>(found.category),
             {m_text + text(index).size(), qsizetype(found.size)},
-            found.isUrgent};
+            found.isUrgent != 0};
 }
 
 QStringView QueuedEntries::text(int entries) const
@@ -42,7 +42,7 @@ int QueuedEntries::lines(qint64 mostText) const
 bool QueuedEntries::isUrgent(int entries) const
 {
     for (int i = 0; i < entries; ++i) {
-        if (record(i).isUrgent)
+        if (record(i).isUrgent != 0)
             return true;
     }
     return false;

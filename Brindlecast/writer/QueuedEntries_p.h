@@ -31,7 +31,7 @@ public:
         quint64 category;
         quint32 size; ///< UTF-16 units
         EntryKind kind;
-        bool isUrgent;
+        quint16 isUrgent; ///< Not a bool: a damaged file may hold any value.
 
         bool isLine() const { return kind == EntryKind::Line || kind == EntryKind::Request; }
     };
