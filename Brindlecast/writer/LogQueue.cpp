@@ -63,7 +63,7 @@ bool LogQueue::retire()
 bool LogQueue::keep(std::unique_ptr<KeptFile> file, QStringView notice, quint32 lostLines)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (kept() != nullptr || m_isServing || !m_entries.isEmpty())
+    if (kept() != nullptr || m_hasServed || !m_entries.isEmpty())
         return false;
     m_entries.keep(std::move(file), notice, lostLines);
     return true;
@@ -72,7 +72,7 @@ bool LogQueue::keep(std::unique_ptr<KeptFile> file, QStringView notice, quint32 
 bool LogQueue::isInUse()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return kept() != nullptr || m_isServing || !m_entries.isEmpty() || phase() == Phase::Gone;
+    return kept() != nullptr || m_hasServed || !m_entries.isEmpty() || phase() == Phase::Gone;
 }
 
 LineOutcome LogQueue::push(QStringView text, unsigned long category, const QObject &emitter, bool isUrgent)
@@ -194,7 +194,7 @@ quint64 LogQueue::unwrittenLines()
 void LogQueue::beginServing()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_isServing = true;
+    m_isServing = m_hasServed = true;
     m_isWriterInside = true;
 }
 

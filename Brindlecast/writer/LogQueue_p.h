@@ -181,6 +181,7 @@ private:
     int m_emissions = 0;
     bool m_isFull = false;
     bool m_isObserved = false;
+    bool m_hasServed = false;
     bool m_isWriterInside = false;
     bool m_isNewestLineWritten = true;
     Sleep m_sleep = Sleep::None;
