@@ -74,9 +74,7 @@ FileIOObject::Outcome FileIOObject::writeBatch(const QByteArray &batch, qint64 b
     const qint64 backlog = m_backlog.size();
     if (writeBacklog() && writeWhole(batch, begin + backlog))
         return Outcome::Written;
-    // What is kept are entries of the queue. No others may lie between them.
-    const bool mayWait = m_keeper == nullptr || m_entries > 0;
-    if (!mayWait || (hasBacklog() && m_backlog.size() + batch.size() > kBacklogLimitBytes))
+    if (hasBacklog() && m_backlog.size() + batch.size() > kBacklogLimitBytes)
         return Outcome::Dropped;
     m_backlog += batch;
     return Outcome::Waiting;

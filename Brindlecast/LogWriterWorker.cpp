@@ -234,6 +234,8 @@ void LogWriterWorker::writeSingly(FileIOObject &file, const QByteArray &bytes, i
     const FileIOObject::Outcome outcome = file.writeBatch(bytes, sizeOf(file));
     if (outcome == FileIOObject::Outcome::Waiting)
         m_fate = EntryFate::Waiting;
+    else if (outcome == FileIOObject::Outcome::Dropped)
+        m_fate = EntryFate::Unwritable;
     noteWritten(file, bytes.size());
     m_isNewestLineWritten &= outcome == FileIOObject::Outcome::Written;
     if (hadBacklog || file.hasBacklog())

@@ -15,7 +15,7 @@ class KeptFile;
 enum class EntryFate : int {
     Settled, ///< They are in their file, or dropped.
     Waiting, ///< They are in the backlog of their file.
-    Unwritable ///< They have no file.
+    Unwritable ///< They have no file, or too many wait for it.
 };
 
 /**
