@@ -36,7 +36,8 @@ private Q_SLOTS:
         FileIOObject object(nullptr);
         object.path = directory.filePath("a.log"_q);
         object.contentList = QStringList{"a\r\nb\n"_q, {}, QString(QChar(0)), "\u00e4\ufeff"_q};
-        QVERIFY2(object.openFile() && object.writeFile(), qPrintable(object.myfile.errorString()));
+        QVERIFY2(object.openFile(), qPrintable(object.myfile.errorString()));
+        QVERIFY(object.writeFile());
         const QByteArray bytes = QByteArray("a\r\nb\n\n\n\0\n", 9) + "\xc3\xa4\xef\xbb\xbf\n";
         QCOMPARE(fileContents(object.path), bytes);
         object.contentList = QStringList{high + QLatin1Char('x'), high, QChar(0xde00) + high, QString(100000, high[0])};
@@ -54,18 +55,23 @@ private Q_SLOTS:
             object.contentList.append("line"_q);
             for (const QString &wrongPath : {QString(), directory.path(), path + "/missing/a.log"_q}) {
                 object.path = wrongPath;
-                QVERIFY2(!object.openFile() && !object.myfile.isOpen() && !object.writeFile(), qPrintable(wrongPath));
+                QVERIFY2(!object.openFile(), qPrintable(wrongPath));
+                QVERIFY2(!object.writeFile(), qPrintable(wrongPath));
                 object.closeFile();
             }
             object.path = path;
-            QVERIFY(object.openFile() && int(object.myfile.openMode()) == 7);
-            QVERIFY(object.writeFile() && object.writeFile() && object.contentList.size() == 1);
+            QVERIFY(object.openFile());
+            QCOMPARE(int(object.myfile.openMode()), 7);
+            QVERIFY(object.writeFile());
+            QVERIFY(object.writeFile());
+            QCOMPARE(object.contentList.size(), 1);
             object.contentList.clear();
             QVERIFY(!object.writeFile());
             object.contentList.append("a"_q);
             QVERIFY(object.openFile()); // Closing the same file first, which writes.
             object.path = directory.filePath("b.log"_q);
-            QVERIFY(object.openFile() && object.myfile.size() == 0);
+            QVERIFY(object.openFile());
+            QCOMPARE(object.myfile.size(), 0);
             object.closeFile();
             QCOMPARE(fileContents(object.path), QByteArray("a\n"));
             object.path = path;
@@ -74,28 +80,42 @@ private Q_SLOTS:
         QCOMPARE(fileContents(path), QByteArray("line\nline\na\na\n"));
     }
 
+    void survivesAFullDisk_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<bool>("isClosedMeanwhile");
+        QTest::addColumn<QByteArray>("newerRecord");
+        QTest::newRow("a short record") << 100 << false << QByteArray("c\n");
+        QTest::newRow("a long one") << 20000 << false << QByteArray("c\n");
+        QTest::newRow("closed meanwhile") << 20000 << true << QByteArray("c\n");
+        QTest::newRow("so large that nothing is kept beside it") << 200000 << false << QByteArray();
+    }
     void survivesAFullDisk()
     {
-        for (const auto &[size, isClosedMeanwhile] :
-             {std::pair(100, false), {20000, false}, {20000, true}, {200000, false}}) {
-            const QByteArray newerRecord = size < 200000 ? "c\n" : ""; // Only so much is kept beside a large one.
-            const QTemporaryDir directory;
-            FileIOObject object(nullptr);
-            object.path = directory.filePath("a.log"_q);
-            const auto write = [&object](const QByteArray &line) {
-                object.contentList = QStringList(QString::fromLatin1(line));
-                return object.writeFile() && (object.contentList.clear(), true);
-            };
-            QVERIFY(object.openFile() && write("a"));
-            limitFileSize(50);
-            const bool areTaken = write(QByteArray(size, 'b')) && write("c");
-            if (isClosedMeanwhile)
-                object.closeFile();
-            limitFileSize(RLIM_INFINITY);
-            QVERIFY(areTaken && fileContents(object.path) == "a\n");
-            QVERIFY((!isClosedMeanwhile || object.openFile()) && write("d"));
-            QVERIFY(fileContents(object.path) == "a\n" + QByteArray(size, 'b') + '\n' + newerRecord + "d\n");
-        }
+        QFETCH(const int, size);
+        QFETCH(const bool, isClosedMeanwhile);
+        QFETCH(const QByteArray, newerRecord);
+        const QTemporaryDir directory;
+        FileIOObject object(nullptr);
+        object.path = directory.filePath("a.log"_q);
+        const auto write = [&object](const QByteArray &line) {
+            object.contentList = QStringList(QString::fromLatin1(line));
+            return object.writeFile() && (object.contentList.clear(), true);
+        };
+        QVERIFY(object.openFile());
+        QVERIFY(write("a"));
+        limitFileSize(50);
+        const bool isFirstTaken = write(QByteArray(size, 'b'));
+        const bool isSecondTaken = write("c");
+        if (isClosedMeanwhile)
+            object.closeFile();
+        limitFileSize(RLIM_INFINITY);
+        QVERIFY(isFirstTaken);
+        QVERIFY(isSecondTaken);
+        QCOMPARE(fileContents(object.path), QByteArray("a\n"));
+        QVERIFY(!isClosedMeanwhile || object.openFile());
+        QVERIFY(write("d"));
+        QCOMPARE(fileContents(object.path), "a\n" + QByteArray(size, 'b') + '\n' + newerRecord + "d\n");
     }
 };
 

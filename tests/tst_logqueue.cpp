@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Brindlecast developers
 // SPDX-License-Identifier: MIT
 
+#include "support/Load.h"
 #include "support/TestSupport.h"
 
 #include <Brindlecast/writer/LogQueue_p.h>
@@ -8,18 +9,14 @@
 #include <QSet>
 #include <QTest>
 
-#include <array>
-#include <thread>
-#include <vector>
-
-#include <malloc.h>
-
 using Phase = LogQueue::Phase;
 
 namespace {
 
 constexpr int kEnoughMs = 30000;
 constexpr int kThreads = 8;
+using Counts = LoggingThreads::Counts;
+
 const QObject &emitter()
 {
     static const QObject object;
@@ -40,12 +37,6 @@ LineOutcome push(const QString &text, unsigned long category = 1)
 QString line(int thread, int number)
 {
     return QStringLiteral("%1 %2 ").arg(thread).arg(number).leftJustified((number * 7919 + thread) % 900);
-}
-
-qint64 memoryInUse()
-{
-    const struct mallinfo2 memory = ::mallinfo2(); // All 0 under a sanitizer.
-    return static_cast<qint64>(memory.uordblks) + static_cast<qint64>(memory.hblkhd);
 }
 
 QStringList textsOf(const QueuedEntries &waiting)
@@ -93,43 +84,27 @@ private:
     }};
 };
 
-// Eight threads that push lines until they are refused, or as many as asked for.
-class Pushers
+// Eight threads push lines until they are refused, or as many as asked for; how many each has pushed.
+Counts pushLines(int lines = std::numeric_limits<int>::max())
 {
-public:
-    explicit Pushers(int lines)
-    {
-        for (int thread = 0; thread < kThreads; ++thread) {
-            m_threads.emplace_back([this, thread, lines] {
-                int &pushed = m_pushed.at(static_cast<std::size_t>(thread));
-                while (pushed < lines && push(line(thread, pushed)) == LineOutcome::Pushed)
-                    ++pushed;
-            });
-        }
-    }
-    // How many lines each has pushed.
-    const std::array<int, kThreads> &finish()
-    {
-        for (std::thread &thread : m_threads)
-            thread.join();
-        return m_pushed;
-    }
-
-private:
-    std::array<int, kThreads> m_pushed{};
-    std::vector<std::thread> m_threads;
-};
+    Counts pushed{};
+    runInThreads(kThreads, [&pushed, lines](int thread) {
+        int &count = pushed.at(static_cast<std::size_t>(thread));
+        while (count < lines && push(line(thread, count)) == LineOutcome::Pushed)
+            ++count;
+    });
+    return pushed;
+}
 
 // Expects each thread's lines from 0 on, in order, and as many as it pushed.
-void compareLines(const QStringList &taken, const std::array<int, kThreads> &pushed)
+void compareLines(const QStringList &taken, const Counts &pushed)
 {
-    std::array<int, kThreads> next{};
+    Counts next{};
     for (const QString &text : taken) {
         const int thread = text.section(QLatin1Char(' '), 0, 0).toInt();
         QCOMPARE(text, line(thread, next.at(static_cast<std::size_t>(thread))++));
     }
-    for (std::size_t thread = 0; thread < kThreads; ++thread)
-        QCOMPARE(next.at(thread), pushed.at(thread));
+    QCOMPARE(QVector<int>(next.begin(), next.end()), QVector<int>(pushed.begin(), pushed.end()));
 }
 
 } // namespace
@@ -158,12 +133,11 @@ private Q_SLOTS:
     void keepsEachThreadsOrder()
     {
         Writer writer;
-        Pushers pushers(4000);
-        const auto pushed = pushers.finish();
+        QCOMPARE(pushLines(4000).back(), 4000);
         QVERIFY(queue().flush(QDeadlineTimer(kEnoughMs)));
-        for (const int lines : pushed)
-            QCOMPARE(lines, 4000);
-        compareLines(writer.finish(), pushed);
+        Counts all{};
+        all.fill(4000);
+        compareLines(writer.finish(), all);
     }
 
     void closesWhileThreadsPush()
@@ -171,11 +145,13 @@ private Q_SLOTS:
         for (int round = 0; round < 12; ++round) {
             queue().open();
             Writer writer;
-            Pushers pushers(std::numeric_limits<int>::max());
-            std::this_thread::sleep_for(std::chrono::microseconds(500 * round));
-            queue().close(true);
+            std::thread closer([round] {
+                std::this_thread::sleep_for(std::chrono::microseconds(500 * round));
+                queue().close(true);
+            });
+            const Counts pushed = pushLines();
+            closer.join();
             QStringList taken = writer.finish();
-            const auto pushed = pushers.finish();
             QVERIFY2(!queue().hasWaiting(), "a line got into the closed queue");
             QCOMPARE(taken.takeLast(), QString()); // The clear came last.
             compareLines(taken, pushed);
@@ -222,15 +198,10 @@ private Q_SLOTS:
     {
         const Writer writer;
         std::atomic<int> failures{0};
-        std::vector<std::thread> threads;
-        threads.reserve(kThreads);
-        for (int thread = 0; thread < kThreads; ++thread)
-            threads.emplace_back([&failures] {
-                for (int round = 0; round < 500; ++round)
-                    failures += push("x"_q) == LineOutcome::Pushed && queue().flush(QDeadlineTimer(kEnoughMs)) ? 0 : 1;
-            });
-        for (std::thread &thread : threads)
-            thread.join();
+        runInThreads(kThreads, [&failures](int) {
+            for (int round = 0; round < 500; ++round)
+                failures += push("x"_q) == LineOutcome::Pushed && queue().flush(QDeadlineTimer(kEnoughMs)) ? 0 : 1;
+        });
         QCOMPARE(failures.load(), 0);
     }
 
@@ -247,14 +218,12 @@ private Q_SLOTS:
         QFETCH(const bool, isStopped);
         push("x"_q);
         std::atomic<int> inVain{0};
-        std::vector<std::thread> threads;
-        threads.reserve(3);
-        for (int thread = 0; thread < 3; ++thread)
-            threads.emplace_back([&inVain, limitMs] { inVain += queue().flush(QDeadlineTimer(limitMs)) ? 0 : 1; });
-        if (isStopped)
-            queue().endServing();
-        for (std::thread &thread : threads)
-            thread.join();
+        runInThreads(4, [&inVain, limitMs, isStopped](int thread) {
+            if (thread < 3)
+                inVain += queue().flush(QDeadlineTimer(limitMs)) ? 0 : 1;
+            else if (isStopped)
+                queue().endServing();
+        });
         QCOMPARE(inVain.load(), 3);
         queue().beginServing();
         takeAll();

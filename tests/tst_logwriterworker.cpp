@@ -57,7 +57,8 @@ private Q_SLOTS:
             const QString before = QDateTime::currentDateTime().toString(format);
             const QString path = worker.makeLogFilePath(category);
             QVERIFY(QDir(logDirectory()).exists());
-            QVERIFY2(before <= path && path <= QDateTime::currentDateTime().toString(format), qPrintable(path));
+            QVERIFY2(before <= path, qPrintable(path));
+            QVERIFY2(path <= QDateTime::currentDateTime().toString(format), qPrintable(path));
         }
     }
 
@@ -68,9 +69,12 @@ private Q_SLOTS:
         worker.onHandleIO(FileIOObjectPointer());
         QVERIFY(logNames().isEmpty());
         worker.write(64, {});
-        QVERIFY(QFile::exists(onlyLogPath()) && writtenLogs().isEmpty());
+        QVERIFY(QFile::exists(onlyLogPath()));
+        QCOMPARE(writtenLogs(), QByteArray());
         const auto request = worker.write(64, {"a"_q, "b\n"_q});
-        QVERIFY(request->contentList.size() == 2 && request->path.isEmpty() && request->state == eIONONE);
+        QCOMPARE(request->contentList.size(), 2);
+        QCOMPARE(request->path, QString());
+        QCOMPARE(request->state, eIONONE);
         // Files begun in one second share it; ones begun later follow in the order of their names.
         worker.write(8, {"c"_q});
         worker.onClearData();
@@ -80,26 +84,31 @@ private Q_SLOTS:
         QVERIFY(logNames().constLast().startsWith("log-startup"_q));
     }
 
+    void replacesTheFileAtTheLimit_data()
+    {
+        QTest::addColumn<unsigned long>("category");
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<qint64>("grownTo");
+        QTest::addColumn<QByteArray>("inNextFile");
+        QTest::newRow("a byte below") << 2UL << kLimit - 1 << kLimit + 6 << QByteArray("third\n");
+        QTest::newRow("at the limit") << 2UL << kLimit << kLimit << QByteArray("second\nthird\n");
+        QTest::newRow("above 32 bits") << 1UL << 100 * kLimit << 100 * kLimit << QByteArray("second\nthird\n");
+        QTest::newRow("the startup file") << 4UL << kLimit << kLimit + 13 << QByteArray();
+    }
     void replacesTheFileAtTheLimit()
     {
-        // Category, size found, size in the end, and what is in the next file. The startup file is never replaced.
-        const std::tuple<unsigned long, qint64, qint64, QByteArray> rows[]
-            = {{2, kLimit - 1, kLimit + 6, "third\n"},
-               {2, kLimit, kLimit, "second\nthird\n"},
-               {1, 100 * kLimit, 100 * kLimit, "second\nthird\n"}, // Above 32 bits.
-               {4, kLimit, kLimit + 13, ""}};
-        for (const auto &[category, size, grownTo, inNextFile] : rows) {
-            QVERIFY(removeLogDirectory());
-            Worker worker(nullptr);
-            worker.write(category, {"first"_q});
-            // Out of the way of its successor, which gets the same name when it is made in the same second.
-            const QString aside = logDirectory() + "aside"_q;
-            QVERIFY(QFile::rename(onlyLogPath(), aside) && QFile::resize(aside, size));
-            worker.write(category, {"second"_q});
-            worker.write(category, {"third"_q});
-            QCOMPARE(QFileInfo(aside).size(), grownTo);
-            QCOMPARE(writtenLogs(), inNextFile);
-        }
+        QFETCH(const unsigned long, category);
+        QFETCH(const qint64, size);
+        Worker worker(nullptr);
+        worker.write(category, {"first"_q});
+        // Out of the way of its successor, which gets the same name when it is made in the same second.
+        const QString aside = logDirectory() + "aside"_q;
+        QVERIFY(QFile::rename(onlyLogPath(), aside));
+        QVERIFY(QFile::resize(aside, size));
+        worker.write(category, {"second"_q});
+        worker.write(category, {"third"_q});
+        QTEST(QFileInfo(aside).size(), "grownTo");
+        QTEST(writtenLogs(), "inNextFile");
     }
 
     void staysSilentAfterAFailedReplacement()
@@ -107,18 +116,23 @@ private Q_SLOTS:
         const QString directory = logDirectory().chopped(1);
         Worker worker(nullptr);
         worker.write(1, {"first"_q});
-        QVERIFY(QFile::resize(onlyLogPath(), kLimit) && removeLogDirectory() && makeFile(directory));
+        QVERIFY(QFile::resize(onlyLogPath(), kLimit));
+        QVERIFY(removeLogDirectory());
+        QVERIFY(makeFile(directory));
         const QString earliest = worker.makeLogFilePath(1);
         worker.write(1, {"lost"_q});
         const QString latest = worker.makeLogFilePath(1);
-        QVERIFY(removeLogDirectory() && QDir().mkdir(directory));
+        QVERIFY(removeLogDirectory());
+        QVERIFY(QDir().mkdir(directory));
         worker.write(1, {"silent"_q});
         worker.write(4, {"another category"_q});
         QCOMPARE(writtenLogs(), QByteArray("another category\n"));
         // A file of that size in its stead makes it begin another one.
-        QVERIFY(makeFile(earliest, kLimit) && makeFile(latest, kLimit));
+        QVERIFY(makeFile(earliest, kLimit));
+        QVERIFY(makeFile(latest, kLimit));
         worker.write(1, {"resumed"_q});
-        QVERIFY(writtenLogs().contains("resumed\n") && !writtenLogs().contains("silent"));
+        QVERIFY(writtenLogs().contains("resumed\n"));
+        QVERIFY(!writtenLogs().contains("silent"));
     }
 
     void thinsTheDirectoryOncePerName()
@@ -143,7 +157,8 @@ private Q_SLOTS:
     {
         // Into the file that was just begun, and into one that they begin.
         for (const unsigned long category : {4UL, 1UL}) {
-            QVERIFY(removeLogDirectory() && !makeLogs(kFilesKept + 15).isEmpty());
+            QVERIFY(removeLogDirectory());
+            makeLogs(kFilesKept + 15);
             Worker worker(nullptr);
             reentered = &worker;
             reenteredCategory = category;
@@ -157,7 +172,8 @@ private Q_SLOTS:
             QCOMPARE(logNames().size(), kFilesKept);
             QCOMPARE(writtenLogs().count("The file : \"log-2020-"), removals);
             QCOMPARE(writtenLogs().count('\n'), removals + 2);
-            QVERIFY(writtenLogs().contains("first\n") && writtenLogs().contains("second\n"));
+            QVERIFY(writtenLogs().contains("first\n"));
+            QVERIFY(writtenLogs().contains("second\n"));
         }
     }
 };

@@ -52,6 +52,7 @@ bool fillDisk(qint64 left)
 SCENARIO(thinsTheLogDirectory, kFilesKept + 15)
 {
     for (const bool leavesAtOnce : {false, true}) {
+        situation = leavesAtOnce ? "leaves at once" : "stops";
         runHost({}, [amount, leavesAtOnce] {
             const QStringList kept = makeLogs(amount).mid(amount - kFilesKept + 1);
             const QString currentPath = QDir::currentPath();
@@ -76,8 +77,7 @@ SCENARIO(thinsTheLogDirectory, kFilesKept + 15)
             EXPECT_EQUAL(logNames().mid(0, kFilesKept - 1), kept);
         });
         const Tally tally = expectWholeLines();
-        EXPECT_EQUAL(tally.lines[0], (leavesAtOnce ? 1 : 2));
-        EXPECT_EQUAL(tally.gaps, 0);
+        EXPECT_EQUAL(tally.lines[0], leavesAtOnce ? 1 : 2);
         const auto removals = tally.others.filter("<Debug:> The file : \"log-2020-"_q);
         EXPECT_EQUAL(removals.size(), amount - kFilesKept + 1);
         EXPECT_EQUAL(tally.others, removals);
@@ -112,7 +112,7 @@ SCENARIO(fillsTheDisk, 30000)
         const Tally tally = expectWholeLines();
         EXPECT_EQUAL(tally.next[0], amount + 10);
         EXPECT_EQUAL(tally.gaps, 1);
-        EXPECT(tally.lines[0] > 560);
+        EXPECT_LESS(560, tally.lines[0]);
     });
 }
 
@@ -154,6 +154,7 @@ SCENARIO(closesItsFilesBeforeAFlushEnds, 100)
 {
     runHost({kHostSucceeded, nullptr}, [amount] {
         const Host host;
+        ::umask(077);
         QStringList open;
         for (int cycle = 0; cycle < amount; ++cycle) {
             host.logger->enableOutputFile();
@@ -166,20 +167,10 @@ SCENARIO(closesItsFilesBeforeAFlushEnds, 100)
                 open.append(descriptor.symLinkTarget());
         }
         EXPECT_EQUAL(open.filter(logDirectory()), QStringList());
-    });
-    expectWholeLines(amount);
-}
-
-SCENARIO(makesFilesByTheHostsMask, 1)
-{
-    runHost({}, [amount] {
-        const Host host;
-        ::umask(077);
-        raiseAll(0, amount);
-        EXPECT(host.isFlushed());
         const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
         EXPECT_EQUAL(QFile::permissions(logDirectory() + logNames().value(0)) & others, QFile::Permissions());
     });
+    expectWholeLines(amount);
 }
 
 class Logger : public QtDebugLogger // clazy:exclude=missing-qobject-macro
@@ -196,6 +187,7 @@ SCENARIO(rollsAtTheLimit, 2)
     constexpr qint64 kLimit = 52428800;
     for (int slack = -amount; slack <= amount; ++slack) {
         for (const int categories : {1, 2}) {
+            situation = "categories: " + QByteArray::number(categories) + ", slack: " + QByteArray::number(slack);
             runHost({}, [slack, categories] {
                 const Host host;
                 const auto append = [&host, categories](const QString &text) {
@@ -234,36 +226,26 @@ SCENARIO(rollsAtTheLimit, 2)
 
 SCENARIO(writesRunsUpToTheEndOfAPage, 3000)
 {
-    runHost({}, [amount] {
-        const Host host;
-        host.logger->stopThread();
-        for (int number = 0; number < amount; ++number) {
-            raise(0, number, number * 7919 % 300);
-            if (number % 20 == 0) // More bytes than characters.
-                qDebug().noquote() << QString(number % 300, QChar(0x20ac));
-        }
-        host.logger->startThread();
-        EXPECT(host.isFlushed());
-        EXPECT(runsWritten.load() > amount / 50);
-        EXPECT_EQUAL(runsAcrossPages.load(), 0);
-    });
-    const Tally tally = expectWholeLines();
-    EXPECT_EQUAL(tally.lines[0], amount);
-    EXPECT_EQUAL(tally.others.size(), amount / 20);
-}
-
-SCENARIO(writesSinglyWhatTheDiskRefusesTogether, 200)
-{
-    runHost({}, [amount] {
-        const Host host;
-        host.logger->stopThread();
-        raiseAll(0, amount);
-        disk.store(Disk::RefusesRuns);
-        host.logger->startThread();
-        EXPECT(host.isFlushed());
-        EXPECT(runsWritten.load() > 0);
-    });
-    expectWholeLines(amount);
+    for (const Disk kind : {Disk::Sound, Disk::RefusesRuns}) {
+        situation = kind == Disk::Sound ? "a sound disk" : "a disk that refuses runs"; // They are written singly then.
+        runHost({}, [amount, kind] {
+            const Host host;
+            host.logger->stopThread();
+            for (int number = 0; number < amount; ++number) {
+                raise(0, number, number * 7919 % 300);
+                if (number % 20 == 0) // More bytes than characters.
+                    qDebug().noquote() << QString(number % 300, QChar(0x20ac));
+            }
+            disk.store(kind);
+            host.logger->startThread();
+            EXPECT(host.isFlushed());
+            EXPECT_LESS(amount / 50, runsWritten.load());
+            EXPECT_EQUAL(runsAcrossPages.load(), 0);
+        });
+        const Tally tally = expectWholeLines();
+        EXPECT_EQUAL(tally.lines[0], amount);
+        EXPECT_EQUAL(tally.others.size(), amount / 20);
+    }
 }
 
 } // namespace

@@ -3,14 +3,7 @@
 
 #include "support/HostProcess.h"
 
-#include <QEventLoop>
-#include <QPointer>
 #include <QTimer>
-
-#include <ctime>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -20,15 +13,12 @@ SCENARIO(logsFirstFromManyThreads, 30)
         runHost({}, [] {
             const Host host;
             std::atomic<bool> isTime{false};
-            std::thread threads[8];
-            for (int source = 0; source < 8; ++source)
-                threads[source] = std::thread([source, &isTime] {
-                    while (!isTime.load()) { }
-                    raise(source, 0);
-                });
-            isTime.store(true);
-            for (std::thread &thread : threads)
-                thread.join();
+            runInThreads(8, [&isTime](int source) {
+                if (source == 7) // The last one to begin.
+                    isTime.store(true);
+                while (!isTime.load()) { }
+                raise(source, 0);
+            });
         });
         EXPECT_EQUAL(expectWholeLines(1).lines, (LoggingThreads::Counts{1, 1, 1, 1, 1, 1, 1, 1}));
     }
@@ -51,6 +41,7 @@ SCENARIO(emitsOnceAHostIsConnected, 1)
             QMetaObject::connect(logger, signal, timer, timer->metaObject()->indexOfSlot("start()"));
         }};
     for (const auto &way : ways) {
+        situation = "way of connecting " + QByteArray::number(int(&way - ways));
         runHost({}, [amount, &way] {
             const Host host;
             QTimer timer;
@@ -74,6 +65,7 @@ SCENARIO(emitsOnceAHostIsConnected, 1)
 SCENARIO(keepsTheOrderOfEmissions, 2)
 {
     for (int attempt = 0; attempt < amount; ++attempt) {
+        situation = attempt != 0 ? "a host is connected" : "nobody is connected";
         runHost({}, [attempt] {
             const Host host;
             raise(0, 0);
@@ -102,69 +94,6 @@ SCENARIO(keepsTheOrderOfEmissions, 2)
             EXPECT_EQUAL(writtenLogs().count('\n'), 2);
         });
     }
-}
-
-SCENARIO(runsALoopOnTheWriterThread, 50)
-{
-    runHost({}, [amount] {
-        makeLogs(10);
-        const Host host;
-        std::atomic<QEventLoop *> loop{nullptr};
-        std::atomic<bool> isDeleted{false};
-        std::atomic<qint64> cpuMs{-1};
-        const auto runLoop = [&](const FileIOObjectPointer &request) {
-            if (!request->contentList.constFirst().contains("is removed"_q))
-                return;
-            auto *const object = new QObject;
-            const auto noteDeletion = [&isDeleted] { isDeleted.store(true); };
-            QObject::connect(object, &QObject::destroyed, object, noteDeletion, Qt::DirectConnection);
-            QEventLoop nested;
-            loop.store(&nested);
-            nested.exec();
-            object->deleteLater();
-            timespec time = {};
-            ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-            cpuMs.store(time.tv_sec * 1000LL + time.tv_nsec / 1000000);
-        };
-        QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, host.logger, runLoop, Qt::DirectConnection);
-        raise(0, 0);
-        while (loop.load() == nullptr)
-            QThread::usleep(100);
-        raiseAll(1, amount); // They wait while the nested loop runs, which must not spin.
-        EXPECT(!host.logger->flush(400));
-        QMetaObject::invokeMethod(loop.load(), "quit", Qt::QueuedConnection);
-        EXPECT(host.isFlushed());
-        EXPECT(cpuMs.load() >= 0);
-        EXPECT(cpuMs.load() < 200);
-        while (!isDeleted.load())
-            QThread::usleep(100);
-    });
-    EXPECT_EQUAL(expectWholeLines().lines[0], amount);
-}
-
-SCENARIO(forksOnTheWriterThread, 1000)
-{
-    runHost({}, [amount] {
-        makeLogs(10);
-        const Host host;
-        std::atomic<pid_t> child{-1};
-        const auto connection
-            = QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, [&](const FileIOObjectPointer &request) {
-                  if (request->contentList.constFirst().contains("is removed"_q))
-                      child.store(::fork());
-              });
-        host.logger->stopThread();
-        raiseAll(0, amount);
-        host.logger->startThread();
-        EXPECT(host.isFlushed());
-        int end = -1;
-        EXPECT(child.load() > 0);
-        EXPECT_EQUAL(::waitpid(child.load(), &end, 0), child.load());
-        EXPECT_EQUAL(end, 0);
-    });
-    const Tally tally = expectWholeLines();
-    EXPECT_EQUAL(tally.lines[0], amount);
-    EXPECT_EQUAL(tally.others.size(), 1);
 }
 
 } // namespace

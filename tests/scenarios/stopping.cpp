@@ -19,7 +19,7 @@ SCENARIO(stopsAndStartsUnderLoad, 300)
         LoggingThreads threads(4, 1000);
         const auto descriptors = [] { return QDir("/proc/self/fd"_q).entryList(QDir::System | QDir::Files).size(); };
         auto descriptorsBefore = descriptors();
-        std::size_t memoryBefore = 0;
+        qint64 memoryBefore = 0;
         qint64 longestStopMs = 0;
         for (int cycle = 0; cycle < amount; ++cycle) {
             QElapsedTimer timer;
@@ -38,8 +38,8 @@ SCENARIO(stopsAndStartsUnderLoad, 300)
         EXPECT(host.isFlushed());
         EXPECT_EQUAL(expectWholeLines(raised[0]).lines, raised);
         EXPECT_EQUAL(descriptors(), descriptorsBefore);
-        EXPECT(memoryInUse() <= memoryBefore + 1024);
-        EXPECT(longestStopMs < 1500);
+        EXPECT_LESS(memoryInUse(), memoryBefore + 1024LL * 1024);
+        EXPECT_LESS(longestStopMs, 1500);
     });
 }
 
@@ -58,7 +58,7 @@ SCENARIO(isControlledAtRandom, 3)
         qDebug("the last line");
         EXPECT(host.isFlushed());
         const Tally tally = expectWholeLines();
-        EXPECT(tally.time.addSecs(1) > now);
+        EXPECT_LESS(now, tally.time.addSecs(1));
         const QStringList removals = tally.others.filter("<Debug:> The file :"_q);
         EXPECT_EQUAL(tally.last, "<Debug:> the last line"_q);
         EXPECT_EQUAL(tally.others, removals + QStringList(tally.last));
@@ -71,10 +71,7 @@ SCENARIO(isFlooded, 20000)
     runHost({}, [amount] {
         const Host host;
         host.logger->stopThread();
-        raiseAll(0, kMostWaiting);
-        const std::size_t memoryBefore = memoryInUse();
-        raiseAll(kMostWaiting, kMostWaiting + amount);
-        EXPECT(memoryInUse() <= memoryBefore + 2048);
+        raiseAll(0, kMostWaiting + amount);
         host.logger->startThread();
         EXPECT(host.isFlushed());
         qDebug("the line after");
@@ -82,9 +79,8 @@ SCENARIO(isFlooded, 20000)
     const Tally tally = expectWholeLines();
     EXPECT_EQUAL(tally.lines[0], kMostWaiting);
     EXPECT_EQUAL(tally.gaps, 0);
-    EXPECT(tally.others.value(0).startsWith("<Warning:> %1 lines"_q.arg(amount)));
-    EXPECT_EQUAL(tally.others.size(), 2);
-    EXPECT_EQUAL(tally.last, "<Debug:> the line after"_q);
+    const QString notice = "<Warning:> %1 lines were dropped: too many were waiting to be written"_q.arg(amount);
+    EXPECT_EQUAL(tally.others, QStringList({notice, "<Debug:> the line after"_q}));
 }
 
 SCENARIO(flushesAllThatWaits, 40)
@@ -108,14 +104,15 @@ SCENARIO(flushesAllThatWaits, 40)
 
 SCENARIO(stopsInAStalledWrite, 10)
 {
-    const std::tuple<Disk, bool, int> rows[] = {{Disk::Stalled, true, amount},
-                                                {Disk::Stalled, false, amount},
-                                                {Disk::Stalled, false, 1},
-                                                {Disk::StalledHalfway, false, amount},
-                                                {Disk::StalledAtTheEnd, false, amount}};
+    const std::tuple<const char *, Disk, int> rows[]
+        = {{"one line", Disk::Stalled, 1},
+           {"several lines, for a short time", Disk::Stalled, amount},
+           {"several lines", Disk::Stalled, amount},
+           {"several lines, halfway", Disk::StalledHalfway, amount},
+           {"several lines, when all are written", Disk::StalledAtTheEnd, amount}};
     for (const auto &row : rows) {
-        runHost({}, [amount, &row] {
-            const auto &[stalled, isShort, held] = row;
+        situation = std::get<0>(row);
+        runHost({}, [amount, stalled = std::get<1>(row), held = std::get<2>(row)] {
             const Host host;
             raiseAll(0, amount);
             EXPECT(host.isFlushed());
@@ -126,15 +123,15 @@ SCENARIO(stopsInAStalledWrite, 10)
             QElapsedTimer timer;
             timer.start();
             EXPECT(!host.logger->flush(300));
-            EXPECT(timer.elapsed() >= 300);
-            EXPECT(timer.elapsed() < 1500);
-            std::thread relief([isShort = isShort] {
-                QThread::msleep(isShort ? 500 : 3000);
+            EXPECT_LESS(299, timer.elapsed());
+            EXPECT_LESS(timer.elapsed(), 1500);
+            std::thread relief([] {
+                QThread::msleep(situation.contains("short") ? 500 : 3000);
                 disk.store(Disk::Sound);
             });
             timer.restart();
             host.logger->stopThread();
-            EXPECT(timer.elapsed() < 2900);
+            EXPECT_LESS(timer.elapsed(), 2900);
             raiseAll(amount + held, amount + 2 * held - 1);
             relief.join();
             host.logger->startThread();
@@ -215,7 +212,7 @@ SCENARIO(survivesCancelledThreads, 20)
                 EXPECT(writtenLogs().endsWith("the last line\n\n"));
             }
         }
-        EXPECT(timer.elapsed() < 20000); // No stop by force.
+        EXPECT_LESS(timer.elapsed(), 20000); // No stop by force.
     });
 }
 

@@ -29,12 +29,19 @@ constexpr bool kIsSanitized = true;
 constexpr bool kIsSanitized = false;
 #endif
 
-/** Notes a failure, with file and line, unless the condition holds. Returns whether it holds. */
-#define EXPECT(condition) noteExpectation((condition), __FILE__, __LINE__, #condition)
-/** Notes a failure, with both values, unless they are equal. Returns whether they are. */
-#define EXPECT_EQUAL(actual, expected) compareValues((actual), (expected), __FILE__, __LINE__, #actual)
+/** What the failures that follow are about, for example one of several rows; printed with each. */
+extern QByteArray situation;
 
-bool noteExpectation(bool isMet, const char *file, int line, const QByteArray &text);
+/** Notes a failure, with file and line, unless the condition holds. Returns whether it holds. */
+#define EXPECT(condition) noteExpectation((condition), __FILE__, __LINE__, #condition " does not hold")
+/** The same, with both values, unless they are equal. */
+#define EXPECT_EQUAL(actual, expected) EXPECT_RELATION(actual, std::equal_to<>(), "", expected)
+/** The same, unless the first is less than the second. */
+#define EXPECT_LESS(actual, bound) EXPECT_RELATION(actual, std::less<>(), "less than ", bound)
+#define EXPECT_RELATION(actual, relation, words, other) \
+    noteRelation((actual), (other), relation, words, __FILE__, __LINE__, #actual)
+
+bool noteExpectation(bool isMet, const char *file, int line, const QByteArray &failure);
 
 template <typename Value> QByteArray printed(const Value &value)
 {
@@ -48,12 +55,12 @@ inline QByteArray printed(const LoggingThreads::Counts &counts)
     return printed(QVector<int>(counts.begin(), counts.end()));
 }
 
-template <typename Actual, typename Expected>
-bool compareValues(const Actual &actual, const Expected &expected, const char *file, int line, const char *text)
+template <typename Actual, typename Other, typename Relation>
+bool noteRelation(const Actual &actual, const Other &other, Relation isRelated, const char *words, const char *file,
+                  int line, const char *text)
 {
-    const bool isEqual = actual == expected;
-    return noteExpectation(isEqual, file, line,
-                           isEqual ? QByteArray() : text + (" is " + printed(actual) + ", not " + printed(expected)));
+    return noteExpectation(isRelated(actual, other), file, line,
+                           text + (" is " + printed(actual) + ", not " + words + printed(other)));
 }
 
 /** What the disk of this process does with each write to a file. */
@@ -114,9 +121,6 @@ struct Tally
 
 /** Expects whole lines in order; with `count`, that many of source 0 without a gap, and no other messages. */
 Tally expectWholeLines(int count = -1);
-
-/** What malloc has given out, in KiB; 0 where a sanitizer has its own. The process's size would be the emulator's. */
-std::size_t memoryInUse();
 
 using Scenario = void (*)(int amount);
 

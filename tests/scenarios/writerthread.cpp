@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 The Brindlecast developers
+// SPDX-License-Identifier: MIT
+
+// Slots of the host that run on the writer thread, while lines wait.
+
+#include "support/HostProcess.h"
+
+#include <QEventLoop>
+
+#include <cstdlib>
+#include <ctime>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+// Has the writer thread begin with `lines` lines, and run `slot` when the guard says that it has removed the one file
+// that is too much.
+void runOnWriterThread(QtDebugLogger *logger, int lines, const std::function<void()> &slot)
+{
+    logger->stopThread();
+    makeLogs(kFilesKept);
+    QObject::connect(logger, &QtDebugLogger::handleIOSignal, [slot](const FileIOObjectPointer &request) {
+        if (request->contentList.constFirst().contains("is removed"_q))
+            slot();
+    });
+    raiseAll(0, lines);
+    logger->startThread();
+}
+
+void expectLinesAndRemoval(int lines)
+{
+    const Tally tally = expectWholeLines();
+    EXPECT_EQUAL(tally.lines[0], lines);
+    EXPECT_EQUAL(tally.others, QStringList("<Debug:> The file : \"log-2020-01-01_00-00-00.log\" is removed"_q));
+}
+
+SCENARIO(runsALoopOnTheWriterThread, 50)
+{
+    runHost({}, [amount] {
+        const Host host;
+        std::atomic<QEventLoop *> loop{nullptr};
+        std::atomic<bool> isDeleted{false};
+        std::atomic<qint64> cpuMs{-1};
+        runOnWriterThread(host.logger, amount, [&] {
+            auto *const object = new QObject;
+            const auto noteDeletion = [&isDeleted] { isDeleted.store(true); };
+            QObject::connect(object, &QObject::destroyed, object, noteDeletion, Qt::DirectConnection);
+            QEventLoop nested;
+            loop.store(&nested);
+            nested.exec();
+            object->deleteLater();
+            timespec time = {};
+            ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+            cpuMs.store(time.tv_sec * 1000LL + time.tv_nsec / 1000000);
+        });
+        while (loop.load() == nullptr)
+            QThread::usleep(100);
+        EXPECT(!host.logger->flush(400)); // Lines wait, for which the nested loop must not spin.
+        QMetaObject::invokeMethod(loop.load(), "quit", Qt::QueuedConnection);
+        EXPECT(host.isFlushed());
+        EXPECT_LESS(-1, cpuMs.load());
+        EXPECT_LESS(cpuMs.load(), 200);
+        while (!isDeleted.load())
+            QThread::usleep(100);
+    });
+    expectLinesAndRemoval(amount);
+}
+
+SCENARIO(forksOnTheWriterThread, 1000)
+{
+    runHost({}, [amount] {
+        const Host host;
+        std::atomic<pid_t> child{-1};
+        runOnWriterThread(host.logger, amount, [&child] { child.store(::fork()); });
+        EXPECT(host.isFlushed());
+        int end = -1;
+        EXPECT_LESS(0, child.load());
+        EXPECT_EQUAL(::waitpid(child.load(), &end, 0), child.load());
+        EXPECT_EQUAL(end, 0);
+    });
+    expectLinesAndRemoval(amount);
+}
+
+SCENARIO(exitsOnTheWriterThread, 1000)
+{
+    runHost({}, [amount] {
+        runOnWriterThread(startLogging(), amount, [] { std::exit(kHostSucceeded); });
+        for (;;)
+            ::pause();
+    });
+    expectLinesAndRemoval(amount);
+}
+
+} // namespace
