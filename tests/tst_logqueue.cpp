@@ -130,16 +130,6 @@ private Q_SLOTS:
         queue().leave();
     }
 
-    void keepsEachThreadsOrder()
-    {
-        Writer writer;
-        QCOMPARE(pushLines(4000).back(), 4000);
-        QVERIFY(queue().flush(QDeadlineTimer(kEnoughMs)));
-        Counts all{};
-        all.fill(4000);
-        compareLines(writer.finish(), all);
-    }
-
     void closesWhileThreadsPush()
     {
         for (int round = 0; round < 12; ++round) {
@@ -159,18 +149,6 @@ private Q_SLOTS:
         queue().pushClear();
         QVERIFY(!queue().pushRequest(FileIOObjectPointer(new FileIOObject(nullptr))));
         QVERIFY(!queue().hasWaiting());
-    }
-
-    void wakesTheWriterForEachLine()
-    {
-        const Writer writer;
-        for (int round = 0; round < 3000; ++round) {
-            if (round % 3 == 0)
-                queue().pushClear();
-            else
-                QCOMPARE(push("x"_q), LineOutcome::Pushed);
-            QVERIFY2(queue().flush(QDeadlineTimer(kEnoughMs)), "the writer sleeps on");
-        }
     }
 
     void sleepsForWhatItIsAskedFor()
@@ -194,13 +172,22 @@ private Q_SLOTS:
         takeAll();
     }
 
-    void wakesEveryFlush()
+    void wakesWriterAndFlushes_data()
     {
+        QTest::addColumn<int>("threads");
+        QTest::newRow("one thread, and a writer that falls asleep each time") << 1;
+        QTest::newRow("many threads") << kThreads;
+    }
+    void wakesWriterAndFlushes()
+    {
+        QFETCH(const int, threads);
         const Writer writer;
         std::atomic<int> failures{0};
-        runInThreads(kThreads, [&failures](int) {
-            for (int round = 0; round < 500; ++round)
-                failures += push("x"_q) == LineOutcome::Pushed && queue().flush(QDeadlineTimer(kEnoughMs)) ? 0 : 1;
+        runInThreads(threads, [&failures](int) {
+            for (int round = 0; round < 1000; ++round) {
+                round % 3 == 0 ? queue().pushClear() : static_cast<void>(push("x"_q));
+                failures += queue().flush(QDeadlineTimer(kEnoughMs)) ? 0 : 1;
+            }
         });
         QCOMPARE(failures.load(), 0);
     }

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Brindlecast developers
 // SPDX-License-Identifier: MIT
 
-#include "support/Load.h"
 #include "support/TestSupport.h"
+
+#include <Brindlecast/QtDebugLogger.h>
 
 #include <QElapsedTimer>
 #include <QPointer>
@@ -34,6 +35,8 @@ void append(const char *line, unsigned long category = 1)
     (logger()->*&Logger::appendLog)(QString::fromLatin1(line), category);
 }
 
+QStringList taken; // By the console.
+
 // The requests that the logger sends during its life.
 class Requests : public QSignalSpy
 {
@@ -48,38 +51,16 @@ public:
     QString lastLine() const { return last()->contentList.join("another line: "_q); }
 };
 
-// Stands in for the console, as the handler before the logger's, and looks whether a message's line is in the file by
-// then.
-struct Console
+// Stands in for the console, as the handler before the logger's: notes each message and whether its line is in the file
+// by then, and calls the logger's handler in its turn.
+void takeAsConsole(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
-    Console()
-        : m_formerHandler(qInstallMessageHandler(take))
-    {
-        taken().clear();
-    }
-    ~Console()
-    {
-        logger()->disableOutputFile();
-        qInstallMessageHandler(m_formerHandler);
-    }
-    Q_DISABLE_COPY(Console)
-
-    static void take(QtMsgType type, const QMessageLogContext &, const QString &text)
-    {
-        // The line of a fatal message has been waited for.
-        const bool isFlushed = type == QtFatalMsg || logger()->flush(kEnoughMs);
-        const bool isWritten = isFlushed && writtenLogs().contains(text.toUtf8() + '\n');
-        taken() += text + (isWritten ? ": in the file"_q : ": not there"_q);
-    }
-    static QStringList &taken()
-    {
-        static QStringList texts;
-        return texts;
-    }
-
-private:
-    const QtMessageHandler m_formerHandler;
-};
+    // The line of a fatal message has been waited for.
+    const bool isFlushed = type == QtFatalMsg || logger()->flush(kEnoughMs);
+    const bool isWritten = isFlushed && writtenLogs().contains(text.toUtf8() + '\n');
+    taken += text + (isWritten ? ": in the file"_q : ": not there"_q);
+    Logger::outputMessage(type, context, text);
+}
 
 } // namespace
 
@@ -186,7 +167,7 @@ private Q_SLOTS:
 
     void forwardsWhatIsQueued()
     {
-        const Console console;
+        const QtMessageHandler formerHandler = qInstallMessageHandler(takeAsConsole);
         logger()->enableOutputFile();
         qDebug("only the file");
         logger()->setForwarding(true);
@@ -199,28 +180,11 @@ private Q_SLOTS:
         logger()->setFatalFlushTimeout(0);
         logger()->setForwarding(false);
         qDebug("only the file again");
-        QCOMPARE(Console::taken(),
+        qInstallMessageHandler(formerHandler);
+        QCOMPARE(taken,
                  QStringList({"both: in the file"_q, "only the console: not there"_q, "the end: in the file"_q}));
         QVERIFY(logger()->flush(kEnoughMs));
         QCOMPARE(writtenLogs().count('>'), 4);
-    }
-
-    void forwardsOnceToAHandlerThatCallsBack()
-    {
-        const Console console;
-        logger()->enableOutputFile();
-        const QtMessageHandler around = [](QtMsgType type, const QMessageLogContext &context, const QString &text) {
-            Console::take(type, context, text);
-            Logger::outputMessage(type, context, text);
-        };
-        qInstallMessageHandler(around);
-        logger()->enableOutputFile();
-        logger()->setForwarding(true);
-        qDebug("one");
-        logger()->setForwarding(false);
-        QCOMPARE(Console::taken(), QStringList("one: in the file"_q));
-        QVERIFY(logger()->flush(kEnoughMs));
-        QCOMPARE(writtenLogs().count("one"), 1);
     }
 
     void writesAnyText()
@@ -241,17 +205,6 @@ private Q_SLOTS:
         QVERIFY(writtenLogs() == expected); // Too long to print.
     }
 
-    void writesRequestsOfTheHost()
-    {
-        FileIOObjectPointer request(new FileIOObject(nullptr));
-        request->contentList = QStringList{"the host's"_q};
-        Q_EMIT logger()->handleIOSignal(request);
-        QTRY_COMPARE(writtenLogs(), QByteArray("the host's\n"));
-        append("the logger's");
-        QVERIFY(logger()->flush(kEnoughMs));
-        QCOMPARE(writtenLogs(), QByteArray("the host's\nthe logger's\n"));
-    }
-
     void destroysEachRequestOnceItIsWritten()
     {
         std::atomic<int> destroyed{0};
@@ -270,31 +223,6 @@ private Q_SLOTS:
         QCOMPARE(seen, QList<QPointer<FileIOObject>>({nullptr, nullptr, kept.data()}));
         kept.clear();
         QCOMPARE(destroyed.load(), 3);
-    }
-
-    void doesNotWaitOnTheWriterThread()
-    {
-        // Messages of the guard are the ones raised there. It looks when a file of a new name is begun.
-        QCOMPARE(makeLogs(kFilesKept + 2).size(), kFilesKept + 2);
-        logger()->setLogCategoryEnabled(true, 4);
-        std::atomic<int> calls{0};
-        const auto callBack = [&calls] {
-            if (QThread::currentThread() == qApp->thread())
-                return;
-            logger()->flush(kEnoughMs);
-            logger()->stopThread();
-            logger()->startThread();
-            ++calls;
-        };
-        const auto connection = connect(logger(), &QtDebugLogger::handleIOSignal, callBack);
-        logger()->enableOutputFile();
-        append("a", 4);
-        append("b");
-        QTRY_COMPARE(calls.load(), 4); // Four removals: the first message begins one file more.
-        disconnect(connection);
-        QVERIFY(logger()->flush(kEnoughMs));
-        QVERIFY(writtenLogs().contains("b\n"));
-        QCOMPARE(writtenLogs().count("is removed\n\n"), 4);
     }
 };
 

@@ -47,6 +47,7 @@ SCENARIO(isControlledAtRandom, 3)
 {
     runHost({kHostSucceeded, nullptr}, [amount] {
         const Host host;
+        raise(7, 0); // This thread's next line is one of another second.
         {
             const LoggingThreads threads(4, 500);
             std::thread other(controlAtRandom, 1000 * amount);

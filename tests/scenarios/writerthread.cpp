@@ -73,7 +73,13 @@ SCENARIO(forksOnTheWriterThread, 1000)
     runHost({}, [amount] {
         const Host host;
         std::atomic<pid_t> child{-1};
-        runOnWriterThread(host.logger, amount, [&child] { child.store(::fork()); });
+        runOnWriterThread(host.logger, amount, [&child, logger = host.logger] {
+            child.store(::fork());
+            // None of these can be waited for here.
+            logger->flush(-1);
+            logger->stopThread();
+            logger->startThread();
+        });
         EXPECT(host.isFlushed());
         int end = -1;
         EXPECT_LESS(0, child.load());
