@@ -35,7 +35,7 @@ constexpr char kRecord[]
 int descriptor = -1;
 QFile file;
 QMutex fileMutex;
-std::shared_ptr<spdlog::logger> asyncLogger;
+std::shared_ptr<spdlog::logger> peerLogger;
 
 void doNothing() { }
 
@@ -129,23 +129,35 @@ void handToSpdlog(QtMsgType type, const QMessageLogContext &context, const QStri
 {
     Q_UNUSED(type)
     const QByteArray text = msg.toUtf8();
-    asyncLogger->log(spdlog::source_loc(context.file, context.line, context.function), spdlog::level::debug,
-                     spdlog::string_view_t(text.constData(), static_cast<size_t>(text.size())));
+    peerLogger->log(spdlog::source_loc(context.file, context.line, context.function), spdlog::level::debug,
+                    spdlog::string_view_t(text.constData(), static_cast<size_t>(text.size())));
+}
+
+void beginSpdlogSyncBuffered()
+{
+    if (!peerLogger)
+        peerLogger = spdlog::basic_logger_mt("bench", kFilePath);
+    peerLogger->set_level(spdlog::level::trace);
+    peerLogger->set_pattern("[%Y-%m-%d %H:%M:%S] <Debug:> %s %#: %v\n");
+    qInstallMessageHandler(handToSpdlog);
+}
+
+void beginSpdlogSync()
+{
+    beginSpdlogSyncBuffered();
+    peerLogger->flush_on(spdlog::level::trace);
 }
 
 void beginSpdlog()
 {
     spdlog::init_thread_pool(8192, 1);
-    asyncLogger = spdlog::basic_logger_mt<spdlog::async_factory>("bench", kFilePath);
-    asyncLogger->set_level(spdlog::level::trace);
-    asyncLogger->flush_on(spdlog::level::trace);
-    asyncLogger->set_pattern("[%Y-%m-%d %H:%M:%S] <Debug:> %s %#: %v\n");
-    qInstallMessageHandler(handToSpdlog);
+    peerLogger = spdlog::basic_logger_mt<spdlog::async_factory>("bench", kFilePath);
+    beginSpdlogSync();
 }
 
 void endSpdlog()
 {
-    asyncLogger.reset();
+    peerLogger.reset();
     spdlog::shutdown();
 }
 
@@ -163,16 +175,21 @@ void writeGlogPrefix(std::ostream &stream, const google::LogMessageInfo &info, v
            << ':' << std::setw(2) << time.sec() << "] <Debug:> " << info.filename << ' ' << info.line_number << ':';
 }
 
-void beginGlog()
+void beginGlogBuffered()
 {
     FLAGS_logtostderr = false;
     FLAGS_stderrthreshold = google::GLOG_FATAL;
-    FLAGS_logbuflevel = -1;
     FLAGS_log_dir = BRINDLECAST_LOG_DIRECTORY;
     FLAGS_max_log_size = 4000;
     google::InitGoogleLogging("bench", writeGlogPrefix);
     google::SetLogSymlink(google::GLOG_INFO, "");
     qInstallMessageHandler(handToGlog);
+}
+
+void beginGlog()
+{
+    FLAGS_logbuflevel = -1;
+    beginGlogBuffered();
 }
 
 void beginWrite()
@@ -204,7 +221,10 @@ constexpr Contender kContenders[] = {
     {"brindlecast-kept", beginBrindlecastKept, raiseMessage, endBrindlecast},
     {"brindlecast-synced", beginBrindlecastSynced, raiseMessage, endBrindlecast},
     {"spdlog", beginSpdlog, raiseMessage, endSpdlog},
+    {"spdlog-sync", beginSpdlogSync, raiseMessage, endSpdlog},
+    {"spdlog-sync-buffered", beginSpdlogSyncBuffered, raiseMessage, endSpdlog},
     {"glog", beginGlog, raiseMessage, doNothing},
+    {"glog-buffered", beginGlogBuffered, raiseMessage, doNothing},
     {"hand-written", beginHandWritten, raiseMessage, doNothing},
     {"qt-default", beginQtDefault, raiseMessage, doNothing},
     {"write", beginWrite, raiseWrite, doNothing},
