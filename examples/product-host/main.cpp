@@ -52,7 +52,7 @@ bool exportLogs(const QString &logDirectory, const QString &stick)
     logs.getSelectedLogs(paths);
 
     ExportJob job;
-    QEventLoop untilItHasEnded; // A host with a screen runs its own loop and shows what the job tells.
+    QEventLoop untilItHasEnded; // A host with a screen runs its own loop and shows what the job reports.
     QObject::connect(&job, &ExportJob::stateChanged, &untilItHasEnded, [&job, &untilItHasEnded] {
         if (!job.isActive())
             untilItHasEnded.quit();
