@@ -148,18 +148,14 @@ Item {
             verify(!marked().includes("118"))
         }
 
-        // Goes on by a key until a thing has the keys.
-        function pressUntil(key, name, wanted = true) {
-            for (let i = 0; i < 20; ++i) {
-                if (keysAreOn(name))
-                    return
-                keyClick(key)
-            }
-            fail("the keys never come to " + name)
-        }
         function keysAreOn(name) {
             const target = findChild(view, name)
             return target && (target.visualFocus || (name === "logList" && target.activeFocus))
+        }
+        function pressUntil(key, name) {
+            for (let i = 0; i < 20 && !keysAreOn(name); ++i)
+                keyClick(key)
+            verify(keysAreOn(name), name)
         }
 
         // A knob sends Tab, Enter and arrows.
@@ -330,31 +326,16 @@ Item {
                     german ? ["Logs exportieren", "Logging an"] : ["Log export", "Logging on"])
         }
 
-        // The empty mount point of a stick is no stick.
-        function test_volumeOfItsOwn() {
-            writeLogs(1, 10)
-            open()
-            compare(text("destinationText"), stick)
-            view.destinationMustBeVolume = true
-            compare(text("destinationText"), "No memory stick")
-            if (!disk.mountDisk("size=8m", stick))
-                skip("this machine does not let the test mount a small disk")
-            tryVerify(() => text("destinationText") === stick)
-        }
-
         function test_export() {
             writeLogs(3, 2000)
             verify(disk.write(stick + "/log-101.log", 7, 0))
             open()
             compare(text("destinationText"), stick)
-            verify(/^[0-9.]+ [GT]B free$/.test(text("freeText")), text("freeText"))
             exportAll()
             verify(item("copying").visible)
             compare(result(), ["Export done", "3 of 3 logs copied.", "1 kept beside an older copy of the same name.",
                                "You may remove the stick."])
             compare(disk.list(stick), ["log-100.log", "log-101-2.log", "log-101.log", "log-102.log"])
-            compare(disk.content(stick + "/log-101.log"), "xxxxxxx")
-            compare(disk.content(stick + "/log-101-2.log"), disk.content(logs + "/log-101.log"))
             click("okButton")
             verify(item("choosing").visible)
             compare(text("selectedNumberText"), "3")
@@ -368,62 +349,35 @@ Item {
             click("cancelButton")
             compare(text("stepText"), "Cancelling…")
             const shown = result()
-            const names = disk.list(stick)
-            verify(names.length >= 3 && names.length < 300, names.length)
-            compare(shown, ["Cancelled", names.length + " of 300 logs copied.", "", "You may remove the stick."])
-            names.forEach(name => compare(disk.content(stick + "/" + name).length, 5000))
-        }
-
-        function test_closingWhileCopying() {
-            writeLogs(300, 5000)
-            open()
-            exportAll()
-            tryVerify(() => screen.job.filesDone >= 1)
-            view.destroy()
-            wait(50)
-            const names = disk.list(stick)
-            verify(names.length < 300 && names.every(name => name.endsWith(".log")), names)
-            wait(100)
-            compare(disk.list(stick), names)
+            const copies = disk.list(stick).length
+            verify(copies >= 3 && copies < 300, copies)
+            compare(shown, ["Cancelled", copies + " of 300 logs copied.", "", "You may remove the stick."])
         }
 
         function test_failures_data() {
+            const removeLog = () => disk.remove(logs + "/log-101.log")
             return [
-                { tag: "full before", options: "size=64k", size: 50000, copied: 0, title: "Not enough space", remove: false },
-                { tag: "no more files", options: "size=4m,nr_inodes=3", size: 50000, copied: 2, title: "Not enough space", remove: true },
-                { tag: "full half-way", options: "size=8m", size: 30000, count: 200, title: "Not enough space", remove: true,
-                  during: () => tryVerify(() => screen.job.filesDone >= 3) || disk.write(stick + "/other.log", 9000000, 0) },
-                { tag: "write-protected", options: "size=4m", isProtected: true, size: 50, copied: 0, title: "Write-protected", remove: false },
-                { tag: "gone before", size: 50, copied: 0, title: "Stick gone", remove: false,
-                  before: () => verify(disk.remove(stick)) },
-                // The copy may put one more file into the folder while it is being removed.
-                { tag: "gone half-way", size: 50, count: 200, title: "Stick gone", remove: false,
-                  during: () => tryVerify(() => screen.job.filesDone >= 3) || tryVerify(() => disk.remove(stick)) },
-                { tag: "log gone", size: 50, copied: 2, title: "Some logs are gone", remove: true, detail: "Not copied:\nlog-101.log",
-                  before: () => verify(disk.remove(logs + "/log-101.log")) }
+                { tag: "full before", disk: "size=64k", size: 50000, shown: ["Not enough space", "", ""] },
+                { tag: "full half-way", disk: "size=4m,nr_inodes=3", copied: 2, shown: ["Not enough space", "", "You may remove the stick."] },
+                { tag: "write-protected", disk: "size=4m", isProtected: true, shown: ["Write-protected", "", ""] },
+                { tag: "stick gone", before: () => disk.remove(stick), shown: ["Stick gone", "", ""] },
+                { tag: "log gone", before: removeLog, copied: 2, shown: ["Some logs are gone", "Not copied:\nlog-101.log", "You may remove the stick."] }
             ]
         }
-
         function test_failures(row) {
-            if (row.options && !disk.mountDisk(row.options, stick, Boolean(row.isProtected)))
+            if (row.disk && !disk.mountDisk(row.disk, stick, Boolean(row.isProtected)))
                 skip("this machine does not let the test mount a small disk")
-            writeLogs(row.count || 3, row.size)
+            writeLogs(3, row.size || 50)
             open()
             click("allBox")
-            if (row.before)
-                row.before()
+            verify(!row.before || row.before())
             // As the button does, but before the screen has had the time to notice.
             screen.exportSelected()
-            if (row.during)
-                row.during()
             const [title, , detail, remove] = result()
+            compare([title, detail, remove], row.shown)
+            compare(disk.list(stick).length, row.copied || 0)
             // The screen looks for the stick anew, and is right about it.
-            compare(screen.destinationFolder !== "", row.title !== "Stick gone")
-            compare([title, remove !== ""], [row.title, row.remove])
-            const left = disk.list(stick)
-            verify(left.every(name => name.endsWith(".log")), left)
-            if (row.copied !== undefined)
-                compare([detail, left.length], [row.detail || "", row.copied])
+            compare(screen.destinationFolder === "", title === "Stick gone")
             click("okButton")
             verify(item("choosing").visible)
         }
@@ -443,6 +397,11 @@ Item {
             waitForRendering(view)
             mark(0)
             verify(item("exportButton").enabled)
+            // The empty mount point of a stick is none.
+            view.destinationMustBeVolume = true
+            compare([item("exportButton").enabled, text("destinationText")], [false, "No memory stick"])
+            view.destinationMustBeVolume = false
+            compare(item("exportButton").enabled, true)
             verify(disk.remove(stick))
             tryVerify(() => !item("exportButton").enabled)
         }
@@ -457,28 +416,25 @@ Item {
             verify(disk.makePath("/media/STICK") && disk.mountDisk("size=8m", "/media/STICK"))
             tryVerify(() => text("destinationText") === "/media/STICK")
             compare(text("freeText"), "8.0 MB free")
+            view.destinationMustBeVolume = true
+            compare(text("destinationText"), "/media/STICK")
         }
 
         function test_logging() {
             open()
             screen.logFolder = disk.logDirectory
             waitForRendering(view)
-            compare(text("loggingText"), "Logging on")
-            click("loggingSwitch")
-            compare(text("loggingText"), "Logging off")
-            disk.log("said while logging is off")
-
-            // The next file has another name only in another second.
-            wait(1100)
-            const newest = () => screen.files.nameAt(0)
-            const before = newest()
-            click("loggingSwitch")
-            compare(text("loggingText"), "Logging on")
-            disk.log("said while logging is on")
+            const before = screen.files.nameAt(0)
+            for (const now of ["off", "on"]) {
+                click("loggingSwitch")
+                compare(text("loggingText"), "Logging " + now)
+                disk.log("said while logging is " + now)
+                wait(1100) // The next file has another name only in another second.
+            }
             verify(disk.flushLog())
-            tryVerify(() => newest() !== before)
-            const said = disk.content(disk.logDirectory + newest())
-            verify(said.includes("said while logging is on") && !said.includes("said while logging is off"), said)
+            tryVerify(() => screen.files.nameAt(0) !== before)
+            const said = disk.content(disk.logDirectory + screen.files.nameAt(0)).match(/said while [a-z ]*/g)
+            compare(said, ["said while logging is on"])
 
             // What has been said by now is in the copy, although much of it is still on its way to the file.
             mark(0)
