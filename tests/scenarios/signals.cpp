@@ -29,13 +29,7 @@ SCENARIO(emitsOnceAHostIsConnected, 1)
     using Connect = std::function<void(QtDebugLogger *, QTimer *)>;
     const auto start = static_cast<void (QTimer::*)()>(&QTimer::start);
     const Connect ways[] = {
-        [start](auto *logger, auto *timer) {
-            QObject::connect(logger, &QtDebugLogger::handleIOSignal, timer, [=] { (timer->*start)(); });
-        },
         [start](auto *logger, auto *timer) { QObject::connect(logger, &QtDebugLogger::handleIOSignal, timer, start); },
-        [](auto *logger, auto *timer) {
-            QObject::connect(logger, SIGNAL(handleIOSignal(FileIOObjectPointer)), timer, SLOT(start()));
-        },
         [](auto *logger, auto *timer) {
             const int signal = logger->metaObject()->indexOfSignal("handleIOSignal(FileIOObjectPointer)");
             QMetaObject::connect(logger, signal, timer, timer->metaObject()->indexOfSlot("start()"));

@@ -71,9 +71,11 @@ SCENARIO(runsALoopOnTheWriterThread, 50)
 SCENARIO(forksOnTheWriterThread, 1000)
 {
     runHost({}, [amount] {
+        const QString currentPath = QDir::currentPath();
         const Host host;
         std::atomic<pid_t> child{-1};
-        runOnWriterThread(host.logger, amount, [&child, logger = host.logger] {
+        runOnWriterThread(host.logger, amount, [&child, currentPath, logger = host.logger] {
+            EXPECT_EQUAL(QDir::currentPath(), currentPath); // The guard has not changed it.
             child.store(::fork());
             // None of these can be waited for here.
             logger->flush(-1);
