@@ -21,8 +21,6 @@
 
 /** The exit status of a host in which all expectations held. */
 constexpr int kHostSucceeded = 3;
-/** The exit status of a host, and of a scenario, that the machine does not allow. */
-constexpr int kHostSkipped = 77;
 #ifdef __SANITIZE_ADDRESS__
 constexpr bool kIsSanitized = true;
 #else

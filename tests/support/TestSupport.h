@@ -11,6 +11,9 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <csignal>
+
+#include <sys/resource.h>
 
 /** Bytes at which this build's library replaces a log file. */
 constexpr qint64 kFileSizeLimit = BRINDLECAST_FILE_SIZE_LIMIT;
@@ -122,4 +125,12 @@ inline bool removeAny(const QString &path)
 inline bool removeLogDirectory()
 {
     return removeAny(logDirectory().chopped(1));
+}
+
+/** Lets this process's files grow to so many bytes and no further, as a full disk does: short writes, then errors. */
+inline bool limitFileSize(rlim_t bytes)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {bytes, RLIM_INFINITY};
+    return ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
 }
