@@ -125,45 +125,46 @@ struct Tally
 {
     QMap<int, QList<int>> numbers; // By source.
     qint64 lost = 0; // As told.
-    QByteArray text; // All of it: "0-2 5-9 | 10, lost 3" for two files.
+    QByteArray text; // All of it: "0-2 5-9 10, lost 3".
 };
 
-Tally tally()
+Tally tally(bool showsFiles = false) // "0-2 5-9 | 10, lost 3"
 {
     static const QRegularExpression pattern("^\\[[-0-9]{10} [:0-9]{8}\\] <\\w+:> \\S* \\d+: (?:t(\\d) (\\d+)\\. *\\|"
                                             "|at least (\\d+) lines were lost: .*)$"_q);
     Tally result;
-    QByteArrayList files;
+    QByteArrayList ranges;
+    int next = -1;
+    int first = 0;
     const QStringList names = logNames();
     for (const QString &name : names) {
-        QByteArrayList ranges;
-        int next = -1;
-        int first = 0;
+        if (showsFiles && !ranges.isEmpty()) {
+            ranges.append("|");
+            next = -1;
+        }
         QByteArray bytes = fileContents(logDirectory() + name);
         bytes.truncate(int(std::remove(bytes.begin(), bytes.end(), '\0') - bytes.begin())); // Of a file made longer.
         for (int begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
             end = bytes.indexOf("\n\n", begin);
-            const QByteArray line = bytes.mid(begin, end < 0 ? -1 : end - begin);
+            const QByteArray line = bytes.mid(begin, end - begin);
             const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(line));
             const int number = match.captured(2).toInt();
             if (end < 0 || !match.hasMatch()) {
                 ranges.append("broken: " + line);
+                end = end < 0 ? bytes.size() : end;
             } else if (!match.captured(3).isEmpty()) {
                 result.lost += match.captured(3).toLongLong();
             } else {
                 result.numbers[match.captured(1).toInt()].append(number);
-                first = number == next ? first : number;
                 if (number != next)
-                    ranges.append(QByteArray());
+                    ranges.append(QByteArray::number(first = number));
+                else
+                    ranges.last() = QByteArray::number(first) + "-" + QByteArray::number(number);
                 next = number + 1;
-                ranges.last() = QByteArray::number(first) + (first < number ? "-" + QByteArray::number(number) : "");
             }
-            end = end < 0 ? bytes.size() : end;
         }
-        if (!ranges.isEmpty())
-            files.append(ranges.join(' '));
     }
-    result.text = files.join(" | ") + (result.lost > 0 ? ", lost " + QByteArray::number(result.lost) : QByteArray());
+    result.text = ranges.join(' ') + (result.lost > 0 ? ", lost " + QByteArray::number(result.lost) : QByteArray());
     return result;
 }
 
@@ -173,10 +174,10 @@ void succeed()
 }
 
 // What the files hold after one more start.
-QByteArray recovered()
+QByteArray recovered(bool showsFiles = false)
 {
     const int end = run(succeed);
-    return end == 0 ? tally().text : "ended with " + QByteArray::number(end);
+    return end == 0 ? tally(showsFiles).text : "ended with " + QByteArray::number(end);
 }
 
 QByteArray rangeTo(int end)
@@ -198,18 +199,22 @@ template <typename Function, typename... Arguments> auto callReal(const char *na
     return result;
 }
 
+ssize_t writePart(int descriptor, const void *bytes, size_t size)
+{
+    const size_t taken = qMin(size, static_cast<size_t>(bytesTaken.exchange(0)));
+    return taken > 0 ? callReal<decltype(write)>("write", descriptor, bytes, taken) : 0;
+}
+
 } // namespace
 
 // In the place of the C library's.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
 extern "C" Q_DECL_EXPORT ssize_t write(int descriptor, const void *bytes, size_t size)
 {
-    struct stat status = {};
-    const bool isLog = disk.load() != Disk::Sound && ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-    const size_t taken = isLog ? qMin(size, static_cast<size_t>(bytesTaken.exchange(0))) : size;
-    const ssize_t written = isLog && taken == 0 ? 0 : callReal<decltype(write)>("write", descriptor, bytes, taken);
-    if (!isLog)
-        return written;
+    // No variable in memory: the address sanitizer misses that a cancelled thread leaves its stack.
+    if (disk.load() == Disk::Sound || descriptor <= STDERR_FILENO || ::lseek(descriptor, 0, SEEK_CUR) < 0)
+        return callReal<decltype(write)>("write", descriptor, bytes, size);
+    const ssize_t written = writePart(descriptor, bytes, size);
     if (disk.load() == Disk::Deadly)
         ::raise(SIGKILL);
     while (disk.load() == Disk::Stalled) // A point where a thread can be cancelled.
@@ -472,8 +477,8 @@ private Q_SLOTS:
                      raiseOn(Disk::Sound, 0, 20, 23);
                  }),
                  0);
-        QCOMPARE(tally().text, expected);
-        QCOMPARE(recovered(), expected); // An end leaves nothing behind.
+        QCOMPARE(tally(true).text, expected);
+        QCOMPARE(recovered(true), expected); // An end leaves nothing behind.
     }
 
     // Structure: the head of the file and of its chunks, and the records at their ends.
@@ -568,41 +573,31 @@ private Q_SLOTS:
 
     void refusesAtAWrongMoment_data()
     {
-        QTest::addColumn<Action>("prepare");
         QTest::addColumn<QString>("path");
-        const auto row = [](const char *name, const Action &prepare, const QString &path = keptPath()) {
-            QTest::newRow(name) << prepare << path;
+        QTest::addColumn<Action>("prepare");
+        const auto row = [](const char *name, const QString &path, const Action &prepare) {
+            QTest::newRow(name) << path << prepare;
         };
-        row("twice", [] { startLogging(); });
-        row("after output was on", [] {
+        row("on a disk", logDirectory() + "kept"_q, [] {});
+        row("in no folder", "/dev/shm/-/-"_q, [] {});
+        row("too long", "/dev/shm/"_q + QString(300, QLatin1Char('x')), [] {});
+        row("nowhere", {}, [] {});
+        row("twice", keptPath(), [] { startLogging(); });
+        row("after output was on", keptPath(), [] {
             QtDebugLogger::getInstance()->enableOutputFile();
             QtDebugLogger::getInstance()->stopThread();
         });
-        row("in a forked child", [] {
+        row("in a forked child", keptPath(), [] {
             startLogging();
-            if (const pid_t child = ::fork(); child != 0) {
-                int end = 0;
-                ::waitpid(child, &end, 0);
-                std::_Exit(WEXITSTATUS(end));
-            }
+            int end = 0;
+            if (::fork() != 0)
+                std::_Exit(::wait(&end) > 0 ? WEXITSTATUS(end) : 1);
         });
-        row("while another process has it", [] {
-            startLogging();
-            QFile(keptPath()).open(QIODevice::ReadOnly); // And close. The lock is the open file's, not the process's.
-            std::_Exit(run(startSuccessor) == 9 ? 0 : 1);
-        });
-        row(
-            "on a disk", [] {}, logDirectory() + "kept"_q);
-        row(
-            "in no folder", [] {}, "/dev/shm/-/-"_q);
-        row(
-            "too long", [] {}, "/dev/shm/"_q + QString(300, QLatin1Char('x')));
-        row("nowhere", [] {}, {});
     }
     void refusesAtAWrongMoment()
     {
-        QFETCH(Action, prepare);
         QFETCH(QString, path);
+        QFETCH(Action, prepare);
         const int end = run([prepare, path] {
             prepare();
             std::_Exit(QtDebugLogger::getInstance()->keepWaitingLines(path) ? 1 : 0);
@@ -612,28 +607,36 @@ private Q_SLOTS:
     }
 
     // A child that outlives its parent has neither the lock nor the lines, and keeps what it opens itself.
-    void leavesForkedChildrenAlone()
+    void hasOneOwner()
     {
-        int ends[2] = {};
-        QCOMPARE(::pipe(ends), 0);
-        const int end = run([&ends] {
+        int ready[2] = {};
+        QCOMPARE(::pipe(ready), 0);
+        const pid_t owner = ::fork();
+        if (owner == 0) {
             startLogging()->stopThread();
             raiseAll(0, 5);
-            const int grandchild = run([] {
+            QFile(keptPath()).open(QIODevice::ReadOnly); // And close. The lock is the open file's, not the process's.
+            const int isOpen = run([] {
                 const int opened = ::open("/dev/null", O_RDONLY);
-                std::_Exit(run([opened] { std::_Exit(::fcntl(opened, F_GETFD) >= 0 ? 0 : 1); }));
+                std::_Exit(run([opened] { std::_Exit(::fcntl(opened, F_GETFD) >= 0 ? 1 : 0); }));
             });
-            if (::fork() == 0) {
-                ::close(ends[1]);
-                char byte = 0;
-                std::_Exit(::read(ends[0], &byte, 1) == 0 ? 0 : 1); // Until the test has ended.
-            }
-            std::_Exit(grandchild);
-        });
-        QCOMPARE(end, 0);
+            if (::fork() != 0)
+                ::pause();
+            std::_Exit(::write(ready[1], &isOpen, 1) == 1 && ::sleep(10) == 0 ? 0 : 1);
+        }
+        char isOpen = 0;
+        QCOMPARE(::read(ready[0], &isOpen, 1), ssize_t(1));
+        QCOMPARE(int(isOpen), 1);
+        QCOMPARE(run(succeed), 9);
+        ::kill(owner, SIGKILL);
+        ::waitpid(owner, nullptr, 0);
+        ::close(ready[0]);
+        ::close(ready[1]);
+        void *const page = ::mmap(nullptr, 65536, PROT_READ, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        ::madvise(page, 65536, MADV_DONTFORK);
+        if (run([page] { std::_Exit(::msync(page, 65536, MS_ASYNC) == 0 ? 1 : 0); }) == 1)
+            QSKIP("children inherit what they should not, as under emulation");
         QCOMPARE(recovered(), rangeTo(5));
-        ::close(ends[0]);
-        ::close(ends[1]);
     }
 };
 
