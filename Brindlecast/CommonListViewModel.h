@@ -24,7 +24,7 @@ class CommonListViewModelPrivate;
  * flags() and setData() are those of QAbstractListModel.
  *
  * The model keeps copies of its own of every record it is given, never hands a record out, and destroys a record when
- * its row goes. Rows have no identity but their position. Role names and rows are independent of each other.
+ * its row is removed. Rows have no identity but their position. Role names and rows are independent of each other.
  *
  * Every change but addItemData() resets the whole model: views reload all rows, and a current index or selection kept
  * by a view is lost. To change many rows at once, build a list and call setListData(), or take the model off its views
@@ -33,14 +33,13 @@ class CommonListViewModelPrivate;
  * An index is a row number counted from 0. An index outside the range that an operation accepts ends the call without
  * any effect, signal or message.
  *
- * Signals of a change come in this order: modelAboutToBeReset(), modelReset(), then, from clear() and setListData()
+ * The signals of a change come in this order: modelAboutToBeReset(), modelReset(), then, from clear() and setListData()
  * alone, countUpdated(). Insertion, removal and replacement of single rows do not emit countUpdated(), so a binding to
  * `count` does not follow them; addItemData() does emit it.
  *
- * A slot connected directly to the reset signals may call any operation of the same model, but not delete it
- * (deleteLater() may). If such a slot, or another
- * thread, takes the row away that an operation was about to change, the operation announces its reset and changes
- * nothing.
+ * A slot connected directly to the reset signals may call any operation of the same model, but must not delete it other
+ * than by deleteLater(). If such a slot, or another thread, removes the row that an operation was about to change, the
+ * operation announces its reset and changes nothing.
  *
  * Thread safety: operations that reset exclude one another through a recursive mutex, which they hold while their reset
  * signals are out. Readers, setRoleNamesOfRow(), addItemData() and the destructor take no lock. Use the model on the
@@ -114,10 +113,10 @@ public:
     /** Removes row `index`, 0 to count() - 1. Does not emit countUpdated(). */
     void removeItemDataAt(int index);
 
-    /** Removes all rows; the role names stay. Announces itself on an empty model, too. */
+    /** Removes all rows; the role names stay. Emits its signals on an empty model, too. */
     void clear();
 
-    /** Replaces all rows by copies of the records of `list`. Announces itself even if both are empty. */
+    /** Replaces all rows by copies of the records of `list`. Emits its signals even if both are empty. */
     void setListData(const CommonItemDataList &list);
 
 Q_SIGNALS:
@@ -132,5 +131,5 @@ private:
     QScopedPointer<CommonListViewModelPrivate> d_ptr;
 };
 
-/** How a model is shared between its owner and its views. It is deleted when the last pointer goes. */
+/** How a model is shared between its owner and its views. It is deleted with the last pointer. */
 using CommonListViewModelPointer = QSharedPointer<CommonListViewModel>;

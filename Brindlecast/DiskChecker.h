@@ -15,9 +15,9 @@
  *
  * How many it keeps is a constant of the built library: BRINDLECAST_FILES_KEPT, ten by default.
  *
- * "Newest" is judged by the instant of the last modification; files of the same millisecond are ordered by name. A
- * file is named by its base name (up to the first dot) followed by ".log". One that matches the filter but is named
- * otherwise ("a.b.log", "A.LOG") takes its place in the order and is never removed, nor is another one instead.
+ * "Newest" means last modified; files modified in the same millisecond are ordered by name. A
+ * file to remove is named by its base name (up to the first dot) followed by ".log". So a file that matches the filter
+ * but has another name ("a.b.log", "A.LOG") counts in the order, is never removed, and no other one is removed instead.
  *
  * What it does is reported through Qt's debug messages only.
  *
@@ -48,9 +48,9 @@ public:
     void setCurrentLogFile(const QString &path) { m_currentUsedLogFile = path; }
 
     /**
-     * Removes every listed file beyond the newest, and goes on, for ten passes at most, until nothing is removed.
+     * Removes every listed file beyond the newest, and repeats that until nothing is removed, ten times at most.
      *
-     * Files go by their number; free space decides only the result.
+     * How many files are removed depends on their number alone; free space decides only the result.
      *
      * @return whether at least the needed space is then free; false also when the directory's storage is unknown.
      */

@@ -27,7 +27,7 @@ public:
 
     /**
      * Returns the bytes available to the current user on the volume that holds `path`, or -1 when `path` does not
-     * exist or its volume can't be told.
+     * exist or its volume can't be found out.
      *
      * The figure is what a copy may fill, which is less than what is free where the volume keeps a reserve for root.
      * Writes three debug messages: the volume's name, its size and the room available, both in MB of 1,000,000 bytes

@@ -16,15 +16,16 @@
  *
  * **Any text is safe to pass.** Text of letters and digits of any script and `. _ - / + @ , : % =` reaches the shell as
  * it is; a source path always stands in quotes. Any other text is quoted, so that the shell takes it as one plain word:
- * no blank splits it, and no `$`, `;`, `*`, `~` or line feed in it means anything. A word that begins with `-` is told
- * from an option by a `--` before it. Refused, with the result of a failure and one debug message, before anything
- * runs, is what can't be said to the shell:
+ * no blank splits it, and no `$`, `;`, `*`, `~` or line feed in it means anything. A `--`
+ * before a word that begins with `-` keeps it from being taken for an option. What can't be said to the shell is
+ * refused before anything runs, with the result of a failure and one debug message:
  * - a text that holds a NUL or that the local 8-bit encoding can't carry (half of a surrogate pair, for instance);
  * - an extension that is more than a suffix: with "/" or a pattern character (`*`, `?`, `[`).
  *
- * **What `system()` asks of the host.** It waits for its child: where SIGCHLD is ignored, or a handler of the host
- * collects every child (`waitpid(-1, ...)`), the command runs, but counts as failed, whatever became of it. SIGINT and
- * SIGQUIT (Ctrl-C) are ignored by the whole process while a command runs. ExportJob copies logs without any of this.
+ * **What `system()` demands of the host.** It waits for its child: where SIGCHLD is ignored, or a handler of the host
+ * collects every child (`waitpid(-1, ...)`), the command runs, but counts as failed, whatever its result was. SIGINT
+ * and SIGQUIT (Ctrl-C) are ignored by the whole process while a command runs. ExportJob copies logs without any of
+ * this.
  *
  * Relative paths count from the working directory of the process.
  *
@@ -49,7 +50,7 @@ public:
      * | /media/usb   | b.log    | /media/usbb.log: mind the slash! |
      *
      * When `toDir` does not exist it is made first, one level only. An empty `toDir` is the working directory, which
-     * exists; `toName` is needed then. What stands at the destination is overwritten.
+     * exists; `toName` is needed then. A file that is already at the destination is overwritten.
      *
      * Returns 1 when the copy command succeeded, and 0 otherwise: `from` is empty or refused, does not exist, or the
      * command failed for whatever cause. Nothing is undone then, so part of a folder may have been copied. Success
@@ -74,8 +75,8 @@ public:
     /**
      * Returns the path of the file in the folder `dir` that was changed last among those with the extension `ext`.
      *
-     * Case does not matter; links to files are looked at, folders and hidden files are not. "Last" is meant by the
-     * true instant, whatever the local time did; files of the same millisecond are taken in the order of their names.
+     * Case does not matter; links to files are looked at, folders and hidden files are not. "Last" does not
+     * depend on the local time and its changes; of files changed in the same millisecond, the order of names decides.
      * Runs no command and writes no message, and takes any extension as it is. Returns an empty string when there is no
      * such file or folder, and when `ext` is empty or holds "/" or a pattern character. Files whose names are not valid
      * in the local encoding are left out by Qt.

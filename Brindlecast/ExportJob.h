@@ -14,7 +14,7 @@
 class ExportJobPrivate;
 
 /**
- * Copies a list of files to a folder, typically a memory stick, and tells when the stick may be removed.
+ * Copies a list of files to a folder, typically a memory stick, and says when the stick may be removed.
  *
  * @code
  * QStringList paths;
@@ -30,26 +30,25 @@ class ExportJobPrivate;
  *     there are removed;
  *  3. each file is copied under a name of the job's own, "brindlecast-" with sixteen digits and ".part", brought to the
  *     medium (`fsync`) and only then given its name. After a failure the part is removed;
- *  4. the folder and then its whole file system are synced. safeToRemove() becomes true when each of these steps told
- *     of no error, and the medium is still there and not read-only.
+ *  4. the folder and then its whole file system are synced. safeToRemove() becomes true when each of these steps
+ *     reported no error, and the medium is still there and not read-only.
  *
- * **What is there stays.** A name that anything has, a link that leads nowhere included, is never overwritten: the copy
- * is called "<name>-2", "<name>-3" and so on. No link in the destination is followed. Several jobs, also of several
- * processes, may copy to one folder at a time.
+ * **Nothing is overwritten.** When something at the destination has the name already, even a link that leads nowhere,
+ * the copy is called "<name>-2", "<name>-3" and so on. No link in the destination is followed. Several jobs, also of
+ * several processes, may copy to one folder at a time.
  *
  * **The destination is never created**: a missing folder means that no stick is mounted. A folder that takes its place
- * while files are copied (the empty mount point below a stick that was pulled out) is noticed too. That a folder is the
- * mount point of a stick, and not an empty folder of the device, is for the caller to know.
+ * while files are copied (the empty mount point below a stick that was pulled out) is noticed too. The caller
+ * must know that a folder is the mount point of a stick, and not an empty folder of the device.
  *
- * **What is copied** are files, and what links to files lead to. Of a log that grows, the copy holds what it held when
- * the job began, and of a file that took a log's place since, all of it. Copies can be read by whom the original can be
- * read by, as far as the umask allows, and written by their owner alone.
+ * **Only files are copied,** and the files that links lead to. The copy of a log that grows holds what the log held
+ * when the job began; a file that has taken a log's place since is copied whole. Who can read the original can read the
+ * copy, as far as the umask allows; only its owner can write to it.
  *
  * Thread safety: reentrant. The object lives on one thread with an event loop, usually the user interface's; all
  * signals are sent there, and a slot may delete the object. Relative paths count from the process's working directory
- * at start(). The destructor ends a running job, removes its incomplete copy and syncs nothing. It waits for the block
- * in hand, and no longer than a second: a thread that the system holds up in a call to a dying stick ends by itself
- * later.
+ * at start(). The destructor ends a running job, removes its incomplete copy and syncs nothing. It waits for the
+ * current block, and no longer than a second. A thread that is blocked in a call to a dying stick ends by itself later.
  */
 class BRINDLECAST_EXPORT ExportJob : public QObject
 {
@@ -61,7 +60,7 @@ class BRINDLECAST_EXPORT ExportJob : public QObject
     Q_PROPERTY(bool active READ isActive NOTIFY stateChanged)
     /** Whether the running job was cancelled. */
     Q_PROPERTY(bool cancelling READ isCancelling NOTIFY stateChanged)
-    /** What became of the finished job. */
+    /** How the finished job ended. */
     Q_PROPERTY(Outcome outcome READ outcome NOTIFY stateChanged)
     /** Whether everything has reached the medium. @sa safeToRemove() */
     Q_PROPERTY(bool safeToRemove READ safeToRemove NOTIFY stateChanged)
@@ -71,7 +70,7 @@ class BRINDLECAST_EXPORT ExportJob : public QObject
     Q_PROPERTY(int filesDone READ filesDone NOTIFY progressChanged)
     /** Name of the file being copied. */
     Q_PROPERTY(QString currentFile READ currentFile NOTIFY progressChanged)
-    /** Bytes dealt with so far. */
+    /** Bytes copied or given up so far. */
     Q_PROPERTY(qint64 bytesDone READ bytesDone NOTIFY progressChanged)
     /** Bytes of all files. */
     Q_PROPERTY(qint64 bytesTotal READ bytesTotal NOTIFY progressChanged)
@@ -81,7 +80,7 @@ class BRINDLECAST_EXPORT ExportJob : public QObject
     Q_PROPERTY(qint64 bytesNeeded READ bytesNeeded NOTIFY stateChanged)
     /** Bytes free at the destination when the job began; -1 while unknown. */
     Q_PROPERTY(qint64 bytesFree READ bytesFree NOTIFY stateChanged)
-    /** What became of each file. @sa resultList() */
+    /** The result of each file. @sa resultList() */
     Q_PROPERTY(QVariantList results READ resultList NOTIFY stateChanged)
 
 public:
@@ -95,7 +94,7 @@ public:
     };
     Q_ENUM(State)
 
-    /** What became of a job as a whole, and of each of its files. */
+    /** How a job as a whole ended, and each of its files. */
     enum class Outcome {
         Copied, ///< complete at the destination; for the job: every file, and synced
         Cancelled, ///< not copied because cancel() came first
@@ -104,13 +103,13 @@ public:
         DestinationFull, ///< not enough space
         SourceGone, ///< the file no longer exists
         CopyFailed, ///< could not be read or written
-        NotSynced, ///< job only: copied, but the file system reported an error when it wrote the copies out
+        NotSynced, ///< job only: copied, but the file system reported an error when it wrote the copies to the medium
         NotAFile, ///< a folder, a pipe or a device, which is not copied
-        FileTooLarge ///< the destination's file system knows no files of this size
+        FileTooLarge ///< the destination's file system can't hold files of this size
     };
     Q_ENUM(Outcome)
 
-    /** What became of one file. */
+    /** The result of one file. */
     struct FileResult
     {
         QString name; ///< the file's name in its own folder
@@ -125,8 +124,7 @@ public:
 
     /**
      * Starts to copy `files` (paths) to the folder `destination`. Returns false, and does nothing, while a job is
-     * active, when `files` is empty, and when the system has no thread left. What goes wrong later is told by
-     * outcome().
+     * active, when `files` is empty, and when the system has no thread left. outcome() says what went wrong later.
      */
     bool start(const QStringList &files, const QString &destination);
 

@@ -85,8 +85,8 @@ struct ExportLogViewModel::Listing
     QVector<qint64> sizes; // by entry, or empty
 };
 
-// What belongs to the rows once they have changed. It takes effect within the change, ahead of every other slot of the
-// list model's signals, so that nobody ever sees rows beside the entries or counters of others.
+// The entries and counters that belong to the rows once these have changed. They are set within the change, before any
+// other slot of the list model's signals runs, so that nobody sees rows beside the entries or counters of other rows.
 struct ExportLogViewModel::RowChange
 {
     const Listing *listing = nullptr; // null when it stays
@@ -277,8 +277,8 @@ void ExportLogViewModel::onFileSystemFileChanged(const QString &path)
         setCurrentFolder(m_currentFolder);
 }
 
-// The watcher goes by the path and keeps to the folder that it found there first, also when that was moved away, or a
-// volume was mounted on it.
+// The watcher keeps watching the folder that it found first at the path, also when that folder was moved away or a
+// volume was mounted on it. So a path that leads to another folder now is watched anew.
 void ExportLogViewModel::watch(const QString &path)
 {
     struct stat found = {};
@@ -299,11 +299,13 @@ template <typename Change> void ExportLogViewModel::changeRows(RowChange &rowCha
     const QScopedValueRollback<RowChange *> rollback(m_rowChange, &rowChange);
     change();
     if (m_rowChange == &rowChange)
-        finishRowChange(); // The host keeps the list model from telling.
+        finishRowChange(); // The host has blocked the list model's signals.
 }
 
-// The new entries take the place of the former ones, and the counters start anew, when the former rows are gone and no
-// earlier: whoever is told that the rows are about to go still finds their files.
+// The sequence: the list model announces that its rows are about to be removed, and slots still find the files of these
+// rows. When the rows are gone, the new entries replace the former ones and the counters are 0. Then the new rows are
+// set, and with them the entries that have a row and the counters of marked ones. A slot in between may list another
+// folder.
 void ExportLogViewModel::rebuildRows(const Listing &listing)
 {
     RowChange emptied = {&listing, 0, 0};
@@ -365,7 +367,8 @@ void ExportLogViewModel::followRowsReset()
 
 void ExportLogViewModel::finishRowChange()
 {
-    const RowChange *rowChange = std::exchange(m_rowChange, nullptr); // what follows within the same call is not ours
+    // What follows within the same call is a change by the host.
+    const RowChange *rowChange = std::exchange(m_rowChange, nullptr);
     if (rowChange->listing) {
         m_currentFolder = rowChange->listing->folder; // a slot may have listed another one meanwhile
         m_files->setFiles(rowChange->listing->entries, rowChange->listing->sizes);

@@ -75,7 +75,7 @@ protected:
      */
     QString makeLogFilePath(unsigned long categories);
 
-    /** Whether both dates are the same day of the same month and year. */
+    /** Whether both dates are the same day of the same month and year. Reserved; the library does not call it. */
     bool isSameDay(const QDate &lastModifiedTime, const QDate &curTime);
 
 private:
@@ -129,7 +129,7 @@ private:
 
     DiskChecker m_diskChecker;
     QMap<unsigned long, FileIOObjectPointer> m_ioMap;
-    QDateTime m_lastModifiedTime;
+    QDateTime m_lastModifiedTime; // Reserved; nothing reads it.
 
     QString m_lastOpenedPath;
     bool m_isCheckDue = false;

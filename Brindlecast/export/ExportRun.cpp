@@ -105,13 +105,13 @@ mode_t permissionsFor(mode_t source)
 
 QByteArray encodedPath(const QString &path)
 {
-    // The system would take the text before a NUL for the whole.
+    // The system would take the text before a NUL for the whole name.
     return path.isEmpty() || path.contains(QChar(QChar::Null))
         ? QByteArray()
         : QFile::encodeName(QDir::current().absoluteFilePath(path));
 }
 
-// File systems differ in what they tell of a name that they don't take. The folder has just taken that of the part.
+// File systems report different errors for a name that they can't hold. The name of the part was accepted just before.
 bool isAboutName(int error)
 {
     return error == EINVAL || error == EILSEQ || error == ENOENT || error == EACCES || error == EPERM;
@@ -135,7 +135,7 @@ QSharedPointer<ExportRun> ExportRun::start(const QStringList &files, const QStri
         (*shared)->work();
         return nullptr;
     };
-    // QThread can't be left alone: its object may not go before the thread.
+    // A QThread must not be destroyed before its thread has ended.
     pthread_t thread = {};
     const int error = ::pthread_create(&thread, nullptr, begin, forThread.get());
     if (error != 0) {
@@ -179,8 +179,8 @@ void ExportRun::abandon()
 void ExportRun::work()
 {
     ::pthread_setname_np(::pthread_self(), "exportThread");
-    // The host's signal handlers are not run here, but for those that report a crash, and a file larger than the
-    // process may write is an error like any other and not the end of the process.
+    // The host's signal handlers do not run here, except for those that report a crash. A file larger than the process
+    // may write is an error like any other and does not end the process.
     sigset_t signals;
     ::sigfillset(&signals);
     for (const int crash : {SIGSEGV, SIGBUS, SIGFPE, SIGILL})
@@ -306,7 +306,7 @@ void ExportRun::copyFile(const Source &source, const ExportFolder &folder)
         });
     }
 
-    switch (copy.end) {
+    switch (copy.ending) {
     case FileCopy::Complete:
         if (error == 0)
             error = part.sync();

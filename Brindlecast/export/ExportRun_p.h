@@ -86,7 +86,7 @@ private:
     bool prepare(const ExportFolder &folder);
     void copyFile(const Source &source, const ExportFolder &folder);
     void finishFile(const Source &source, Outcome outcome, const QString &reason, const QString &savedAs = {});
-    /** Fails the file in hand for an `error` of the destination. */
+    /** Gives the current file up because of an `error` of the destination. */
     void failForDestination(const Source &source, int error);
     void giveUp(Outcome outcome);
     void giveUp(Outcome outcome, const QString &reason);
@@ -102,7 +102,7 @@ private:
     // Of the thread alone until it has finished.
     Report m_report;
     bool m_isGivenUp = false;
-    qint64 m_bytesBefore = 0; // of the files before the one in hand
+    qint64 m_bytesBefore = 0; // of the files before the current one
 
     mutable QMutex m_mutex;
     QWaitCondition m_finished;

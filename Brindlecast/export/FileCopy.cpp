@@ -85,7 +85,7 @@ public:
     {
     }
 
-    /** Tells that all bytes up to `end` are written; returns an error of the medium, or 0. */
+    /** Notes that all bytes up to `end` are written; returns an error of the medium, or 0. */
     int follow(qint64 end)
     {
         for (; end - m_started >= kBlock; m_started += kBlock) {
@@ -93,7 +93,7 @@ public:
             if (m_started == 0)
                 continue;
             constexpr unsigned wait = SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
-            // An error that is told here is not told again by fsync().
+            // fsync() does not report again an error that is reported here.
             const bool isMedium = ::sync_file_range(m_file, m_started - kBlock, kBlock, wait) != 0
                 && (errno == EIO || errno == ENOSPC || errno == EDQUOT);
             if (isMedium)
@@ -111,14 +111,14 @@ private:
 
 FileCopy FileCopy::run(int source, int target, qint64 size, const std::function<bool(qint64 done)> &goOn)
 {
-    // What the file system can't address, FAT no more than 4 GiB, is better known now than after that many bytes.
+    // FAT can't hold files above 4 GiB, for example. That is better known now than after that many bytes.
     if (::lseek(target, size, SEEK_SET) < 0 || ::lseek(target, 0, SEEK_SET) < 0)
         return {TargetFailed, EFBIG};
 
     BlockMover mover(source, target);
     WriteBack writeBack(target);
     FileCopy result;
-    for (qint64 done = 0; done < size && result.end == Complete;) {
+    for (qint64 done = 0; done < size && result.ending == Complete;) {
         if (!goOn(done))
             return {Stopped, 0};
         done += mover.move(done, std::min(size - done, kBlock), result);

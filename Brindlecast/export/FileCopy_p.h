@@ -10,7 +10,7 @@
 /** How the copying of a file's bytes ended. */
 struct FileCopy
 {
-    enum End {
+    enum Ending {
         Complete,
         Stopped, ///< because `goOn` said so
         SourceEnded, ///< before the bytes asked for
@@ -21,12 +21,12 @@ struct FileCopy
     /**
      * Copies the first `size` bytes of the file `source` to the empty file `target`, both open descriptors.
      *
-     * Before each block `goOn` is told how many bytes have been copied and answers whether to go on. What was copied is
-     * on its way to the medium by then, but for the last block or two: so a slow stick tells how far it really is,
-     * never has a minute's worth to write at the end, and lets the copying be stopped at any time.
+     * Before each block `goOn` gets the number of bytes copied and answers whether to continue. What was copied is
+     * being written to the medium by then, except for the last block or two. So the progress on a slow stick is the
+     * true one, little is left to write at the end, and the copying can be stopped at any time.
      */
     static FileCopy run(int source, int target, qint64 size, const std::function<bool(qint64 done)> &goOn);
 
-    End end = Complete;
+    Ending ending = Complete;
     int error = 0; ///< as errno, of what failed
 };

@@ -123,7 +123,8 @@ int PartFile::publish(const QByteArray &name, const std::function<bool()> &goOn)
     if (!m_folder.holds(candidate, m_identity))
         return ESTALE;
     m_publishedName = candidate;
-    // Closed before its first name goes, if it has two now: FUSE keeps what is removed while open under yet another.
+    // If it has two names now, it is closed before the first is removed, because FUSE gives a third name to a file that
+    // is removed while it is open.
     ::close(std::exchange(m_descriptor, -1));
     if (m_folder.holds(m_name, m_identity))
         ::unlinkat(m_folder.descriptor(), m_name.constData(), 0);
