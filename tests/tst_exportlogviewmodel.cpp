@@ -6,13 +6,13 @@
 #include <Brindlecast/ExportLogViewModel.h>
 #include <Brindlecast/LogDirectory_p.h>
 
-#include <QScopedValueRollback>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <functional>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -27,11 +27,12 @@ public:
     explicit WatchedModel(const QString &folder = {})
         : ExportLogViewModel(nullptr)
     {
+        const auto announced = [this] { check(), hostsSlot(); };
         const CommonListViewModel *list = rows.data();
-        connect(list, &CommonListViewModel::modelAboutToBeReset, this, &WatchedModel::onRowsAnnounced);
-        connect(list, &CommonListViewModel::modelReset, this, &WatchedModel::onRowsAnnounced);
-        connect(list, &CommonListViewModel::rowsInserted, this, &WatchedModel::onRowsAnnounced);
-        connect(list, &CommonListViewModel::countUpdated, this, &WatchedModel::onRowsAnnounced);
+        connect(list, &CommonListViewModel::modelAboutToBeReset, this, announced);
+        connect(list, &CommonListViewModel::modelReset, this, announced);
+        connect(list, &CommonListViewModel::rowsInserted, this, announced);
+        connect(list, &CommonListViewModel::countUpdated, this, announced);
         connect(this, &ExportLogViewModel::selectedNumberChangedSignal, this, [this] { check(), ++changes; });
         if (!folder.isEmpty())
             setCurrentFolder(folder);
@@ -66,7 +67,6 @@ public:
     std::function<void()> hostsSlot = [] {};
 
 private:
-    void onRowsAnnounced() { check(), hostsSlot(); }
     void check()
     {
         QStringList paths;
@@ -121,11 +121,12 @@ private Q_SLOTS:
             model.setCurrentFolder(noFolder);
         QCOMPARE(model.currentFolderPath() + model.exported(), m_folder->path() + "l.log"_q);
         model.setCurrentFolder(path("x.log"_q)); // empty: the list is cleared and not filled
-        QVERIFY(model.counters() == "0 0 KB"_q && resets.count() == 1 && model.changes == 3);
+        QCOMPARE(model.counters(), "0 0 KB"_q);
+        QCOMPARE(QList<int>({resets.count(), model.changes}), QList<int>({1, 3}));
         QVERIFY(QDir::setCurrent(m_folder->path()));
         model.setCurrentFolder(QString());
         QVERIFY(QDir::setCurrent(QDir::rootPath()));
-        QVERIFY(model.rows->count() == 5 && resets.count() == 3 && model.changes == 4);
+        QCOMPARE(QList<int>({model.rows->count(), resets.count(), model.changes}), QList<int>({5, 3, 4}));
         QCOMPARE(Recorder::messages().size(), 5); // Qt would complain about an empty path to watch
     }
 
@@ -170,7 +171,8 @@ private Q_SLOTS:
                  "1 0 KB, 1 0 KB, 2 1 KB, 3 5242881 KB, 2 5242880 KB, 2 5242880 KB, 1 5242880 KB"_q);
         QCOMPARE(model.changes, 1 + 5);
         QStringList paths("before"_q);
-        QVERIFY(model.getSelectedLogs(paths) == 5 * kGibibyte && paths == QStringList({"before"_q, path("c.log"_q)}));
+        QCOMPARE(model.getSelectedLogs(paths), 5 * kGibibyte);
+        QCOMPARE(paths, QStringList({"before"_q, path("c.log"_q)}));
         model.setNoneSelected();
         model.setNoneSelected();
         QCOMPARE(model.changes, 6 + 1);
@@ -190,7 +192,8 @@ private Q_SLOTS:
             model.setUnselected(0);
             QCOMPARE(model.exported(), "b.log"_q);
             model.setCurrentFolder(m_folder->path());
-            QVERIFY(model.exported() == "a.txt b.log"_q && model.changes == 5);
+            QCOMPARE(model.exported(), "a.txt b.log"_q);
+            QCOMPARE(model.changes, 5);
             model.setNoneSelected();
             model.setCurrentFolder(m_folder->path());
             QCOMPARE(model.counters(), "0 0 KB"_q);
@@ -250,16 +253,16 @@ private Q_SLOTS:
                                                  [&] { model.rows->removeItemDataAt(0); },
                                                  [&] { model.rows->moveDownItemDataAt(0); },
                                                  [&] { model.setCurrentFolder(path("sub"_q)); }};
-        std::size_t turn = 0;
+        unsigned turn = 0;
         bool isBusy = false;
         model.hostsSlot = [&] {
-            if (isBusy)
-                return;
-            const QScopedValueRollback<bool> rollback(isBusy, true);
-            changes[turn++ % std::size(changes)]();
+            if (!std::exchange(isBusy, true)) {
+                changes[turn++ % std::size(changes)]();
+                isBusy = false;
+            }
         };
         for (int round = 0; round < 40; ++round) {
-            turn = static_cast<std::size_t>(round);
+            turn = static_cast<unsigned>(round);
             model.setCurrentFolder(m_folder->path());
             model.setAllSelected();
             model.setSelected(round % 3);
@@ -315,8 +318,8 @@ private Q_SLOTS:
             QVERIFY(isLink ? QFile::link(path("1"_q), folder) : QFile::rename(path("1"_q), folder));
             WatchedModel model(folder);
             QCOMPARE(model.names(), "old.log"_q);
-            QVERIFY(isLink ? QFile::remove(folder) : QFile::rename(folder, path("3"_q)));
-            QVERIFY(isLink ? QFile::link(path("2"_q), folder) : QFile::rename(path("2"_q), folder));
+            QVERIFY(isLink ? QFile::remove(folder) && QFile::link(path("2"_q), folder)
+                           : QFile::rename(folder, path("3"_q)) && QFile::rename(path("2"_q), folder));
             model.setCurrentFolder(folder);
             QCOMPARE(model.names(), "new.log"_q);
             QVERIFY(makeFile(folder + "/newer.log"_q));
