@@ -171,8 +171,9 @@ public:
      * and those of more than 16,000 characters, are not kept; after a crash one line tells how many were lost: "at
      * least", since a damaged file may hide some.
      *
-     * What a full disk refuses at the end, and what has no log file, is left to the next process, as far as it is in
-     * the file. Lines that are raised on the writer thread itself are not kept, and are dropped when the disk is full.
+     * What a full disk refuses for good, and what has no log file, is left to the next process, as far as it is in the
+     * file, and takes room there until then. Lines that are raised on the writer thread itself (by a slot, by the space
+     * guard) are not kept.
      *
      * @return false, with nothing kept or changed, when output has been switched on before, or lines wait already; when
      * another process uses the file; when it is not a regular file in memory that is this user's alone (mode 0600, one
