@@ -279,12 +279,12 @@ bool KeptFile::settleIntent()
             withdraw();
         return true;
     }
-    const QByteArray name = this->name(static_cast<unsigned long>(intent.records.category));
-    const QByteArray path = QFile::encodeName(logDirectory()) + name;
-    const int descriptor = name.isEmpty() ? -1 : ::open(path.constData(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+    const QByteArray logName = name(static_cast<unsigned long>(intent.records.category));
+    const QByteArray path = QFile::encodeName(logDirectory()) + logName;
+    const int descriptor = logName.isEmpty() ? -1 : ::open(path.constData(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
     const auto close = qScopeGuard([descriptor] { ::close(descriptor); });
     struct stat status = {};
-    if (descriptor < 0 && !name.isEmpty() && errno != ENOENT && errno != ELOOP)
+    if (descriptor < 0 && !logName.isEmpty() && errno != ENOENT && errno != ELOOP)
         return false;
     if (descriptor < 0 || ::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
         withdraw();
