@@ -15,7 +15,7 @@ function(brindlecast_target_settings target)
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
         -Wnon-virtual-dtor -Woverloaded-virtual -Wzero-as-null-pointer-constant
-        # Diagnostics carry their source's path from the project's root, wherever it was built.
+        # So that diagnostics name their source by its path below the project's root.
         "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/="
     )
     target_compile_definitions(${target} PRIVATE
