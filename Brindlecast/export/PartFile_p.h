@@ -19,7 +19,7 @@
  * ".part". Eight of the digits are chosen at random and the others follow from them, so that nobody else's file is
  * taken for a part that was left behind. The file is locked for as long as its object lives.
  *
- * Errors are told as errno, 0 for none.
+ * Errors are given as errno, 0 for none.
  */
 class PartFile
 {
