@@ -122,11 +122,11 @@ private Q_SLOTS:
         QCOMPARE(model.currentFolderPath() + model.exported(), m_folder->path() + "l.log"_q);
         model.setCurrentFolder(path("x.log"_q)); // empty: the list is cleared and not filled
         QCOMPARE(model.counters(), "0 0 KB"_q);
-        QCOMPARE(QList<int>({resets.count(), model.changes}), QList<int>({1, 3}));
+        QCOMPARE(QList<qint64>({resets.count(), model.changes}), QList<qint64>({1, 3}));
         QVERIFY(QDir::setCurrent(m_folder->path()));
         model.setCurrentFolder(QString());
         QVERIFY(QDir::setCurrent(QDir::rootPath()));
-        QCOMPARE(QList<int>({model.rows->count(), resets.count(), model.changes}), QList<int>({5, 3, 4}));
+        QCOMPARE(QList<qint64>({model.rows->count(), resets.count(), model.changes}), QList<qint64>({5, 3, 4}));
         QCOMPARE(Recorder::messages().size(), 5); // Qt would complain about an empty path to watch
     }
 
