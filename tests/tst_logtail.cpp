@@ -435,8 +435,10 @@ private Q_SLOTS:
             m_ending = ending;
             QVERIFY(open(records(1, number).chopped(2), number));
             m_view.reset();
-            QMetaObject::connect(m_tail.get(), m_tail->metaObject()->indexOfSignal(signal.constData()), this,
-                                 metaObject()->indexOfSlot("endTail()"));
+            const QMetaObject *type = m_tail->metaObject();
+            const int index = type->indexOfSignal(QMetaObject::normalizedSignature(signal.constData()));
+            QVERIFY(index >= 0); // A connection takes -1 for all signals.
+            QMetaObject::connect(m_tail.get(), index, this, metaObject()->indexOfSlot("endTail()"));
             if (cause == "path"_q)
                 m_tail->setPath(QString());
             else if (cause == "level"_q)
