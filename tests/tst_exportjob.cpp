@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QMetaEnum>
 #include <QSignalSpy>
+#include <QStorageInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -249,13 +250,14 @@ private Q_SLOTS:
             QByteArray bytes;
             QString savedAs;
         };
-        const Log logs[] = {{"empty.log"_q, "", "empty-2.log"_q},
-                            {"a b'$.log"_q, "x", "a b'$-2.log"_q},
-                            {"big.log"_q, someBytes(3 * 1024 * 1024 + 17), "big-2.log"_q},
-                            {".log"_q, "hidden", "-2.log"_q},
-                            {"plain"_q, "p", "plain-2"_q},
-                            {longName + ".log"_q, "l", longName.chopped(2) + "-2.log"_q},
-                            {wideName + "ab.log"_q, "w", wideName + "-2.log"_q}};
+        const Log logs[]
+            = {{"empty.log"_q, "", "empty-2.log"_q},
+               {"a b'$.log"_q, "x", "a b'$-2.log"_q},
+               {"big.log"_q, someBytes(3 * 1024 * 1024 + 17), "big-2.log"_q},
+               {".log"_q, "hidden", "-2.log"_q},
+               {"plain"_q, "p", "plain-2"_q},
+               {longName + ".log"_q, "l", longName.chopped(2) + "-2.log"_q},
+               {"ab"_q + wideName + ".log"_q, "w", "ab"_q + wideName.chopped(1) + "-2.log"_q}}; // no half character
         QStringList paths;
         QStringList ends;
         for (const Log &one : logs) {
@@ -280,6 +282,8 @@ private Q_SLOTS:
         QCOMPARE(inventory(m_stick).size(), 2 * paths.size() + 1);
         QCOMPARE(job.bytesTotal(), qint64{3 * 1024 * 1024 + 17 + 20});
         QCOMPARE(job.bytesDone(), job.bytesTotal());
+        QVERIFY2(job.bytesNeeded() >= job.bytesTotal(), qPrintable(QString::number(job.bytesNeeded())));
+        QCOMPARE(job.bytesNeeded() % QStorageInfo(m_stick).blockSize(), 0);
     }
 
     void syncsInThisOrder()

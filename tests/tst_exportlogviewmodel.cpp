@@ -123,10 +123,12 @@ private Q_SLOTS:
         model.setCurrentFolder(path("x.log"_q)); // empty: the list is cleared and not filled
         QCOMPARE(model.counters(), "0 0 KB"_q);
         QCOMPARE(QList<qint64>({resets.count(), model.changes}), QList<qint64>({1, 3}));
+        model.updateFileListView();
+        QCOMPARE(model.names(), QString()); // and not filled with what was listed before
         QVERIFY(QDir::setCurrent(m_folder->path()));
         model.setCurrentFolder(QString());
         QVERIFY(QDir::setCurrent(QDir::rootPath()));
-        QCOMPARE(QList<qint64>({model.rows->count(), resets.count(), model.changes}), QList<qint64>({5, 3, 4}));
+        QCOMPARE(QList<qint64>({model.rows->count(), resets.count(), model.changes}), QList<qint64>({5, 4, 4}));
         QCOMPARE(Recorder::messages().size(), 5); // Qt would complain about an empty path to watch
     }
 
@@ -211,6 +213,7 @@ private Q_SLOTS:
             {"b.log"_q, [](List &rows) { rows.removeItemDataAt(0); }},
             {"b.log c.log"_q, [](List &rows) { rows.moveUpItemDataAt(1); }},
             {"c.log b.log"_q, [](List &rows) { rows.setItemValue(0, "file_name"_q, "nicer"_q); }},
+            {"a.txt b.log"_q, [](List &rows) { rows.setItemValue(0, "file_name"_q, "a.txt"_q); }}, // another row's name
             {"b.log c.log"_q,
              [](List &rows) {
                  rows.setItemValue(0, "file_name"_q, "nicer"_q), rows.setItemValue(1, "file_name"_q, "nice"_q);

@@ -132,11 +132,11 @@ private Q_SLOTS:
 
     void closesWhileThreadsPush()
     {
-        for (int round = 0; round < 12; ++round) {
+        for (int round = 0; round < 24; ++round) {
             queue().open();
             Writer writer;
             std::thread closer([round] {
-                std::this_thread::sleep_for(std::chrono::microseconds(500 * round));
+                std::this_thread::sleep_for(std::chrono::microseconds(100 * round));
                 queue().close(true);
             });
             const Counts pushed = pushLines();
@@ -311,6 +311,7 @@ private Q_SLOTS:
         queue().pushRequest(request);
         queue().pushClear();
         push("8"_q);
+        QCOMPARE(queue().unwrittenLines(), 5U); // A clear is no line.
         QueuedEntries waiting = queue().front();
         QCOMPARE(waiting.count(), 6);
         const std::tuple<int, int> rows[] = {{3, 0}, {4, 1}, {6, 1}, {7, 2}, {4096, 2}};
