@@ -63,7 +63,7 @@ void writeToStandardError(const QByteArray &text)
 
 void writeToDefaultOutput(QtMsgType type, const QMessageLogContext &context, const QString &msg)
 {
-    const Cancellation::DisabledScope insideDestructorOfQDebug;
+    const Cancellation::DisabledScope noCancel; // It runs inside the destructor of QDebug, which must not be unwound.
     const QString text = qFormatLogMessage(type, context, msg);
     if (!text.isNull()) // Like Qt: a pattern may leave messages out.
         writeToStandardError(text.toLocal8Bit() + '\n');
@@ -188,25 +188,25 @@ void QtDebugLogger::disableOutputFile()
 
 void QtDebugLogger::debug(const QString &log)
 {
-    const Cancellation::DisabledScope insideDestructorOfQDebug;
+    const Cancellation::DisabledScope noCancel;
     kDebug.debug() << kDebug.file << "debug" << kDebug.line << log;
 }
 
 void QtDebugLogger::information(const QString &log)
 {
-    const Cancellation::DisabledScope insideDestructorOfQDebug;
+    const Cancellation::DisabledScope noCancel;
     kInformation.info() << kInformation.file << "information" << kInformation.line << log;
 }
 
 void QtDebugLogger::warning(const QString &log)
 {
-    const Cancellation::DisabledScope insideDestructorOfQDebug;
+    const Cancellation::DisabledScope noCancel;
     kWarning.warning() << kWarning.file << "warning" << kWarning.line << log;
 }
 
 void QtDebugLogger::critical(const QString &log)
 {
-    const Cancellation::DisabledScope insideDestructorOfQDebug;
+    const Cancellation::DisabledScope noCancel;
     kCritical.critical() << kCritical.file << "critical" << kCritical.line << log;
 }
 
@@ -290,7 +290,7 @@ void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &cont
         const LogLine line(type, context, msg);
         const bool isUrgent = type == QtCriticalMsg || type == QtFatalMsg;
         if (isOnWriterThread) {
-            const Cancellation::DisabledScope insideDestructorOfQDebug;
+            const Cancellation::DisabledScope noCancel;
             LogWriterThread::callHost(
                 [&] { logger->emitRequest(line.textToWrite(), LogCategory::kMessage, isUrgent); });
         } else if (logger->post(line.textToWrite(), LogCategory::kMessage, isUrgent) == LineOutcome::Refused) {
@@ -336,7 +336,7 @@ void QtDebugLogger::forward(QtMsgType type, const QMessageLogContext &context, c
     const QtMessageHandler former = m_formerHandler.load();
     if (former == nullptr)
         return;
-    const Cancellation::DisabledScope insideDestructorOfQDebug;
+    const Cancellation::DisabledScope noCancel;
     const QScopedValueRollback<bool> inFormerHandler(isInFormerHandler, true);
     former(type, context, msg);
 }
