@@ -214,8 +214,8 @@ QByteArray KeptFile::name(unsigned long category) const
         const quint32 slot = known.slot;
         if ((slot != 1 && slot != 2) || known.category != category)
             continue;
-        const char *const name = known.names[slot - 1];
-        const QByteArray copy(name, int(::strnlen(name, kNameBytes)));
+        const char *const text = known.names[slot - 1];
+        const QByteArray copy(text, int(::strnlen(text, kNameBytes)));
         return isLogName(copy) ? copy : QByteArray();
     }
     return {};
