@@ -510,13 +510,20 @@ private Q_SLOTS:
                 damaged.truncate(int(random() % unsigned(kept.size())));
             if (attempt % 20 == 18)
                 std::generate(damaged.begin() + 16, damaged.end(), [&random] { return char(random()); });
+            if (attempt == 0) // A name that leads elsewhere.
+                damaged = QByteArray(kept).replace(kept.indexOf("log-20"), 15, QByteArray("../outside.log", 15));
+            if (attempt == 1)
+                damaged = kept;
+            const QByteArray appended = attempt == 1 ? "behind a torn line, by another process\n" : "";
             QVERIFY(writeFile(keptPath(), damaged));
-            QVERIFY(makeFile(logPath) && writeFile(logPath, log));
+            QVERIFY(makeFile(logPath));
+            QVERIFY(writeFile(logPath, log + appended));
             const int end = run(succeed);
             QVERIFY2(end == 0 || end == 9, qPrintable(QString::number(end)));
             QCOMPARE(fileContents(outside), QByteArray(1000, '\0'));
             QCOMPARE(QDir(logDirectory() + ".."_q).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 2);
             QVERIFY(fileContents(logPath).startsWith(log.left(log.indexOf("t0 2."))));
+            QVERIFY(fileContents(logPath).contains(appended));
         }
     }
 
