@@ -67,18 +67,21 @@ private Q_SLOTS:
     void survivesAFullDisk_data()
     {
         QTest::addColumn<int>("size");
+        QTest::addColumn<int>("newerSize");
+        QTest::addColumn<bool>("isNewerKept");
         QTest::addColumn<bool>("isClosedMeanwhile");
-        QTest::addColumn<QByteArray>("newerRecord");
-        QTest::newRow("a short record") << 100 << false << QByteArray("c\n");
-        QTest::newRow("a long one") << 20000 << false << QByteArray("c\n");
-        QTest::newRow("closed meanwhile") << 20000 << true << QByteArray("c\n");
-        QTest::newRow("so large that nothing is kept beside it") << 200000 << false << QByteArray();
+        QTest::newRow("short records") << 100 << 1 << true << false;
+        QTest::newRow("a long record") << 20000 << 1 << true << false;
+        QTest::newRow("closed meanwhile") << 20000 << 1 << true << true;
+        QTest::newRow("too much together") << 20000 << 50000 << false << false;
+        QTest::newRow("a record that is too much alone") << 200000 << 1 << false << false;
     }
     void survivesAFullDisk()
     {
         QFETCH(const int, size);
+        QFETCH(const int, newerSize);
+        QFETCH(const bool, isNewerKept);
         QFETCH(const bool, isClosedMeanwhile);
-        QFETCH(const QByteArray, newerRecord);
         const QTemporaryDir directory;
         FileIOObject object(nullptr);
         object.path = directory.filePath("a.log"_q);
@@ -90,7 +93,7 @@ private Q_SLOTS:
         QVERIFY(write("a"));
         QVERIFY(limitFileSize(50));
         const bool isFirstTaken = write(QByteArray(size, 'b'));
-        const bool isSecondTaken = write("c");
+        const bool isSecondTaken = write(QByteArray(newerSize, 'c'));
         if (isClosedMeanwhile)
             object.closeFile();
         QVERIFY(limitFileSize(RLIM_INFINITY));
@@ -98,6 +101,7 @@ private Q_SLOTS:
         QVERIFY(isSecondTaken);
         QCOMPARE(fileContents(object.path), QByteArray("a\n"));
         QVERIFY(!isClosedMeanwhile || object.openFile());
+        const QByteArray newerRecord = isNewerKept ? QByteArray(newerSize, 'c') + '\n' : QByteArray();
         QVERIFY(write("d"));
         QCOMPARE(fileContents(object.path), "a\n" + QByteArray(size, 'b') + '\n' + newerRecord + "d\n");
     }

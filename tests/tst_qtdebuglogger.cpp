@@ -167,6 +167,7 @@ private Q_SLOTS:
     {
         const QtMessageHandler formerHandler = qInstallMessageHandler(takeAsConsole);
         logger()->enableOutputFile();
+        logger()->enableOutputFile(); // It must not become its own former handler.
         qDebug("only the file");
         logger()->setForwarding(true);
         qDebug("both");

@@ -60,8 +60,10 @@ SCENARIO(keepsTheOrderOfEmissions, 2)
 {
     for (int attempt = 0; attempt < amount; ++attempt) {
         situation = attempt != 0 ? "a host is connected" : "nobody is connected";
-        runHost({}, [attempt] {
+        runHost({kHostSucceeded, "destroyed\n"}, [attempt] {
             const Host host;
+            // At the end, since no emission is going on then.
+            QObject::connect(host.logger, &QObject::destroyed, [] { qWarning("destroyed"); });
             raise(0, 0);
             EXPECT(host.isFlushed());
             if (attempt != 0) // Then lines are emitted, too.
