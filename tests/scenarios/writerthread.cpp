@@ -15,12 +15,12 @@
 
 namespace {
 
-// Has the writer thread begin with `lines` lines, and run `slot` when the guard says that it has removed the one file
-// that is too much.
-void runOnWriterThread(QtDebugLogger *logger, int lines, const std::function<void()> &slot)
+// Has the writer thread begin with `lines` lines, and run `slot` each time that the guard says that it has removed one
+// of the files that are too many.
+void runOnWriterThread(QtDebugLogger *logger, int lines, const std::function<void()> &slot, int filesTooMany = 1)
 {
     logger->stopThread();
-    makeLogs(kFilesKept);
+    makeLogs(kFilesKept - 1 + filesTooMany);
     QObject::connect(logger, &QtDebugLogger::handleIOSignal, [slot](const FileIOObjectPointer &request) {
         if (request->contentList.constFirst().contains("is removed"_q))
             slot();
@@ -94,7 +94,8 @@ SCENARIO(forksOnTheWriterThread, 1000)
 SCENARIO(exitsOnTheWriterThread, 1000)
 {
     const qint64 lifetimeMs = runHost({}, [amount] {
-        runOnWriterThread(startLogging(), amount, [] { std::exit(kHostSucceeded); });
+        const auto exit = [] { std::exit(kHostSucceeded); };
+        runOnWriterThread(startLogging(), amount, exit, 3); // It must not be called again.
         for (;;)
             ::pause();
     });
