@@ -269,8 +269,10 @@ bool QtDebugLogger::keepWaitingLines(const QString &path, int bytes)
 
 void QtDebugLogger::setSyncInterval(int ms)
 {
-    if (queue().phase() != LogQueue::Phase::Gone)
-        m_writerWorker->setSyncInterval(ms);
+    if (!queue().beginEmission()) // Like a slot, it keeps the logger from being destroyed meanwhile.
+        return;
+    m_writerWorker->setSyncInterval(ms);
+    queue().endEmission();
 }
 
 // Nothing in here may raise a message: Qt would send it to standard error only.
