@@ -340,7 +340,11 @@ void QtDebugLogger::forward(QtMsgType type, const QMessageLogContext &context, c
         return;
     const Cancellation::DisabledScope noCancel;
     const QScopedValueRollback<bool> inFormerHandler(isInFormerHandler, true);
-    former(type, context, msg);
+    const auto call = [&] { former(type, context, msg); };
+    if (LogWriterThread::isCurrent())
+        LogWriterThread::callHost(call);
+    else
+        call();
 }
 
 LogWriterThread *QtDebugLogger::writerThread() const

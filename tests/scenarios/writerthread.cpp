@@ -91,6 +91,26 @@ SCENARIO(forksOnTheWriterThread, 1000)
     expectLinesAndRemoval(amount);
 }
 
+SCENARIO(forksInTheFormerHandlerOnTheWriterThread, 100)
+{
+    runHost({}, [amount] {
+        static std::atomic<pid_t> child{-1};
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &message) {
+            if (message.contains("is removed"_q))
+                child.store(::fork());
+        });
+        const Host host;
+        host.logger->setForwarding(true);
+        runOnWriterThread(host.logger, amount, [] {});
+        EXPECT(host.isFlushed());
+        int end = -1;
+        EXPECT_LESS(0, child.load());
+        EXPECT_EQUAL(::waitpid(child.load(), &end, 0), child.load());
+        EXPECT_EQUAL(end, 0);
+    });
+    expectLinesAndRemoval(amount);
+}
+
 SCENARIO(exitsOnTheWriterThread, 1000)
 {
     const qint64 lifetimeMs = runHost({}, [amount] {
