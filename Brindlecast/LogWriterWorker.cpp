@@ -89,18 +89,27 @@ bool LogWriterWorker::hasBacklog() const
 // is written again.
 void LogWriterWorker::resume(LogQueue &queue)
 {
+    const bool hadBacklog = hasBacklog();
     bool isRunWritten = false;
     for (const FileIOObjectPointer &file : qAsConst(m_ioMap)) {
-        if (file->isCutOff())
-            isRunWritten |= file->settleCutWrite();
+        if (!file->isCutOff())
+            continue;
+        isRunWritten |= file->settleCutWrite();
+        if (isToBeSynced())
+            noteUnsynced(*file, true);
     }
+    if (isRunWritten || (hadBacklog && !hasBacklog()))
+        m_isNewestLineWritten = true;
     const int entries = std::exchange(m_entriesInWrite, 0);
-    if (!isRunWritten || entries == 0)
-        return;
-    const bool isRequest = queue.front().at(0).kind == EntryKind::Request;
-    queue.settle(entries, EntryFate::Settled, true, true);
-    if (isRequest)
-        LogWriterThread::callHost([&queue] { queue.takeSettledRequest().clear(); });
+    if (isRunWritten && entries == 0) {
+        m_deferred.removeFirst();
+    } else if (isRunWritten) {
+        const bool isRequest = queue.front().at(0).kind == EntryKind::Request;
+        queue.settle(entries, EntryFate::Settled, true, true);
+        if (isRequest)
+            LogWriterThread::callHost([&queue] { queue.takeSettledRequest().clear(); });
+    }
+    finishUp();
 }
 
 // Writes what waits in one piece of the queue. Between two writes it asks whether the thread is to end.
@@ -189,12 +198,9 @@ bool LogWriterWorker::handOver(LogQueue &queue)
 
 void LogWriterWorker::accept(const Deferred &raised)
 {
-    if (!isAtRest()) {
-        m_deferred.append(raised);
-        return;
-    }
-    writeAtOnce(raised);
-    finishUp();
+    m_deferred.append(raised);
+    if (isAtRest())
+        finishUp();
 }
 
 void LogWriterWorker::writeAtOnce(const Deferred &raised)
@@ -221,10 +227,13 @@ void LogWriterWorker::finishUp()
 {
     if (m_isCheckDue)
         guardDirectory();
-    // One round only: a file that makes Qt warn at every write must not keep us here. One by one, so that a thread that
-    // is cut off in one keeps the others.
-    for (auto left = m_deferred.size(); left > 0; --left)
-        writeAtOnce(m_deferred.takeFirst());
+    // One round only: a file that makes Qt warn at every write must not keep us here. Each is taken out once it is
+    // written, so that a thread that is cut off leaves it to the next one.
+    for (auto left = m_deferred.size(); left > 0; --left) {
+        const Deferred raised = m_deferred.first();
+        writeAtOnce(raised);
+        m_deferred.removeFirst();
+    }
 }
 
 void LogWriterWorker::writeSingly(FileIOObject &file, const QByteArray &bytes, int entries)

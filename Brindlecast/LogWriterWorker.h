@@ -100,6 +100,7 @@ private:
 
     bool isAtRest() const { return m_activity == Activity::None; }
     bool hasBacklog() const;
+    bool hasUnwritten() const { return hasBacklog() || !m_deferred.isEmpty(); }
     void setSyncInterval(int ms) { m_syncIntervalMs.store(qMax(ms, 0)); }
     QDeadlineTimer nextSync() const { return m_nextSync; }
     void syncIfDue();

@@ -444,7 +444,7 @@ bool QtDebugLogger::leave(bool isProcessExiting)
     {
         // The host may have stopped it.
         const auto control = takeControl(writingLimit);
-        if (control.owns_lock() && !m_bRunning && (queue().hasWaiting() || m_writerWorker->hasBacklog()))
+        if (control.owns_lock() && !m_bRunning && (queue().hasWaiting() || m_writerWorker->hasUnwritten()))
             beginThread();
     }
     queue().flush(writingLimit); // Before the end, so that what the space guard says goes to the files, too.

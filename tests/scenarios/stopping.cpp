@@ -145,6 +145,25 @@ SCENARIO(stopsInAStalledWrite, 10)
     }
 }
 
+SCENARIO(flushesWhatACutWriteBrought, 2)
+{
+    runHost({}, [amount] {
+        const Host host;
+        EXPECT(limitFileSize(1));
+        raiseAll(0, amount);
+        EXPECT(!host.isFlushed());
+        EXPECT(limitFileSize(RLIM_INFINITY));
+        disk.store(Disk::StalledAtTheEnd);
+        host.logger->disableOutputFile();
+        EXPECT(!host.logger->flush(300));
+        host.logger->stopThread();
+        disk.store(Disk::Sound);
+        host.logger->startThread();
+        EXPECT(host.isFlushed());
+    });
+    expectWholeLines(amount);
+}
+
 SCENARIO(stopsWhileSlotsWait, 20)
 {
     runHost({}, [amount] {

@@ -111,6 +111,21 @@ SCENARIO(forksInTheFormerHandlerOnTheWriterThread, 100)
     expectLinesAndRemoval(amount);
 }
 
+SCENARIO(isCutOffInTheGuardsMessage, 10)
+{
+    for (const Disk stalled : {Disk::Stalled, Disk::StalledHalfway, Disk::StalledAtTheEnd}) {
+        situation = QByteArray::number(static_cast<int>(stalled));
+        runHost({}, [amount, stalled] {
+            const Host host;
+            runOnWriterThread(host.logger, amount, [stalled] { disk.store(stalled); });
+            EXPECT(!host.logger->flush(300));
+            host.logger->stopThread();
+            disk.store(Disk::Sound);
+        });
+        expectLinesAndRemoval(amount);
+    }
+}
+
 SCENARIO(exitsOnTheWriterThread, 1000)
 {
     const qint64 lifetimeMs = runHost({}, [amount] {
