@@ -24,7 +24,7 @@ bool WriterEventDispatcher::processEvents(QEventLoop::ProcessEventsFlags flags)
     // A slot of the host may run a loop of its own while the worker has something in hand.
     const bool canWrite = m_worker.isAtRest();
     if (flags.testFlag(QEventLoop::WaitForMoreEvents))
-        m_queue.sleep(canWrite, isOuterLoop, m_worker.nextSync());
+        m_queue.sleep(canWrite, isOuterLoop, canWrite ? m_worker.nextSync() : QDeadlineTimer(QDeadlineTimer::Forever));
     if (canWrite) {
         m_worker.writeWaiting(m_queue);
         m_worker.syncIfDue();
