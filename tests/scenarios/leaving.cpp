@@ -34,7 +34,10 @@ SCENARIO(leavesWhileThreadsLogAndControl, 10)
 {
     for (int attempt = 0; attempt < amount; ++attempt) {
         runHost({kHostSucceeded, nullptr}, [attempt] {
-            qSetMessagePattern("%{message}"_q); // Qt's own static has to outlive the threads.
+            // Qt's own globals have to outlive the threads, or it crashes in them, without the logger too.
+            qSetMessagePattern("%{message}"_q);
+            qDebug("made before the threads");
+            QThread::currentThread();
             static const LoggingThreads outliveTheLogger(3, 50);
             static std::thread outlivesTheLogger;
             static const auto joinAtLast = qScopeGuard([] { outlivesTheLogger.join(); });
