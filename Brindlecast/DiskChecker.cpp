@@ -33,7 +33,8 @@ bool matches(const QString &name, const QStringList &patterns)
         const QString suffix = pattern.mid(1);
         const bool isSuffix = pattern.startsWith(QLatin1Char('*'))
             && std::none_of(suffix.begin(), suffix.end(), [](QChar c) { return QStringLiteral("*?[]\\").contains(c); });
-        return isSuffix ? name.endsWith(suffix, Qt::CaseInsensitive) : QDir::match(pattern, name);
+        // As a list, since QDir would split a text at ";" and " ".
+        return isSuffix ? name.endsWith(suffix, Qt::CaseInsensitive) : QDir::match(QStringList(pattern), name);
     };
     return patterns.isEmpty() || std::any_of(patterns.begin(), patterns.end(), matchesOne);
 }

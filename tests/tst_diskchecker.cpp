@@ -23,12 +23,12 @@ class Guard : public DiskChecker
     Q_OBJECT
 
 public:
-    explicit Guard(const QString &directory, qint64 neededSpace = 1)
+    explicit Guard(const QString &directory, qint64 neededSpace = 1, const QString &filter = "*.log"_q)
         : DiskChecker(nullptr)
     {
         setDir(directory);
         setNeededSpace(neededSpace);
-        appendFileFilter("*.log"_q);
+        appendFileFilter(filter);
     }
     using DiskChecker::isDiskFull;
     using DiskChecker::listDir;
@@ -93,6 +93,16 @@ private Q_SLOTS:
         QVERIFY(Guard(m_path).updateFolder());
         QVERIFY(makeFile(m_path + "x.log"_q, 0, RepeatedHour::at(1001)) && Guard(m_path).updateFolder());
         QCOMPARE(Recorder::messages(), removalsOf(names));
+    }
+
+    void matchesNamesAsQDirDoes()
+    {
+        for (const QString &filter : {"a;*.log"_q, "a *.log"_q, QString(), "*"_q, "LOG-*[0-9].l?G"_q}) {
+            const QStringList names = makeLogs(kFilesKept + 5, m_path);
+            const int matching = QDir(m_path).entryList({filter}, QDir::Files).size();
+            Guard(m_path, 1, filter).updateFolder();
+            QCOMPARE(logNames(m_path), names.mid(qMax(0, matching - kFilesKept)));
+        }
     }
 
     void removesNothingInAForeignNamesStead()
