@@ -46,6 +46,7 @@ bool FileIOObject::writeFile()
     if (contentList.isEmpty() || !myfile.isOpen())
         return false;
 
+    myfile.flush(); // What the owner has put there comes first.
     writeBatch(textToWrite().toUtf8(), end());
     return true;
 }

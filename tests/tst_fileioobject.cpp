@@ -52,6 +52,7 @@ private Q_SLOTS:
             object.contentList.clear();
             QVERIFY(!object.writeFile());
             object.contentList.append("a"_q);
+            QVERIFY(object.myfile.write("head\n") == 5 && object.writeFile()); // In that order.
             QVERIFY(object.openFile()); // Closing the same file first, which writes.
             object.path = directory.filePath("b.log"_q);
             QVERIFY(object.openFile());
@@ -61,7 +62,7 @@ private Q_SLOTS:
             object.path = path;
             QVERIFY(object.openFile());
         }
-        QCOMPARE(fileContents(path), QByteArray("line\nline\na\na\n"));
+        QCOMPARE(fileContents(path), QByteArray("line\nline\nhead\na\na\na\n"));
     }
 
     void survivesAFullDisk_data()
