@@ -35,6 +35,7 @@ private Q_SLOTS:
         row("lowest line", QtDebugMsg, "f", INT_MIN, "x"_q, "<Debug:> f -2147483648: x"_q);
         row("other letters", QtDebugMsg, "/\u00e4.cpp", INT_MAX, "\u20ac"_q,
             "<Debug:> \u00e4.cpp 2147483647: \u20ac"_q);
+        row("a byte-order mark", QtDebugMsg, "a/\ufeff.cpp", 1, "x"_q, "<Debug:> \ufeff.cpp 1: x"_q);
         row("no text", QtDebugMsg, "f", 1, QString(), "<Debug:> f 1: -"_q);
         row("only blanks", QtDebugMsg, "f", 1, " \t\n "_q, "<Debug:> f 1: "_q);
         row("trimmed outside only", QtDebugMsg, "f", 1, "\n a \r\n\n b\t\n"_q, "<Debug:> f 1: a \r\n\n b"_q);

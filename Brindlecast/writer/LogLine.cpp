@@ -139,7 +139,8 @@ LogLine::LogLine(QtMsgType type, const QMessageLogContext &context, const QStrin
     QString decoded;
     if (!isPlain(file)) {
         // Line and text are filled in after the file, so a file name that holds their placeholders gets them, too.
-        decoded = QString::fromUtf8(file.data(), file.size());
+        // All of the path is decoded, since a byte-order mark would be left out at the begin of a text.
+        decoded = QString::fromUtf8(context.file).section(QLatin1Char('/'), -1);
         decoded.replace(QLatin1String("<LINE>"), number);
         decoded.replace(QLatin1String("<TEXT>"), text.toString());
         file = QLatin1String();
