@@ -198,7 +198,8 @@ public:
 
 Q_SIGNALS:
     /**
-     * A line is on its way to the writer thread. Emitted on the thread that raised it, inside the message handler.
+     * A line is on its way to the writer thread. Emitted on the thread that raised it, inside the message handler: on
+     * the writer thread, for what the space guard says. Posted events are delivered there, but no timer fires.
      *
      * A host may emit it too, with a request of its own: its lines are written in their turn. Requests are only read
      * from then on. How many of its own wait is up to the host: the bound is for the logger's lines.
