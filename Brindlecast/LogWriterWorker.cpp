@@ -48,7 +48,7 @@ LogWriterWorker::LogWriterWorker(QObject *parent)
     ensureDirectory(directory);
     m_diskChecker.setDir(directory);
     m_diskChecker.setNeededSpace(kNeededSpaceBytes);
-    m_diskChecker.appendFileFilter(QStringLiteral("*") + QStringLiteral(".log"));
+    m_diskChecker.appendFileFilter(QStringLiteral("*.log"));
     m_diskChecker.m_keepsCurrentDirectory = true;
 }
 
@@ -302,7 +302,7 @@ bool LogWriterWorker::prepareFile(FileIOObject &file)
     if (file.state == eIOREADYTOINIT) {
         if (!takeUpFile(file))
             nameFile(file);
-        file.state = file.path.isEmpty() ? eIONONE : eIOREADYTOOPEN;
+        file.state = eIOREADYTOOPEN;
     }
     if (file.state == eIOREADYTOOPEN)
         openFile(file);
@@ -368,11 +368,8 @@ void LogWriterWorker::clearFiles()
 {
     m_sizedFile = nullptr;
     const bool hadBacklog = hasBacklog();
-    const QList<FileIOObjectPointer> files = m_ioMap.values();
-    for (const FileIOObjectPointer &file : files) {
-        file->writeFile();
+    for (const FileIOObjectPointer &file : qAsConst(m_ioMap))
         file->closeFile();
-    }
     if (hadBacklog)
         m_isNewestLineWritten = !hasBacklog();
     m_ioMap.clear();

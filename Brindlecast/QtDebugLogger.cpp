@@ -251,7 +251,7 @@ bool QtDebugLogger::keepWaitingLines(const QString &path, int bytes)
         return false;
     const Cancellation::DisabledScope noCancel;
     const auto control = takeControl(QDeadlineTimer(QDeadlineTimer::Forever));
-    if (m_bRunning || queue().isInUse())
+    if (queue().isInUse())
         return false;
     std::unique_ptr<KeptFile> file = KeptFile::open(QFile::encodeName(path), bytes);
     if (file == nullptr)
@@ -376,7 +376,7 @@ LineOutcome QtDebugLogger::post(QStringView textToWrite, unsigned long category,
     }
 }
 
-// The long way of a line, which a host can see. The emission has begun.
+// The long way of a line, which a host can see. The emission has begun, but for the writer thread, which needs none.
 LineOutcome QtDebugLogger::emitRequest(QStringView textToWrite, unsigned long category, bool isUrgent)
 {
     const FileIOObjectPointer request(new FileIOObject(nullptr));
