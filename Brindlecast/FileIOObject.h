@@ -105,9 +105,10 @@ private:
     QByteArray m_inWrite;
     qint64 m_begin = 0;
     bool m_isBacklogInWrite = false;
-    // Where lines are kept until they are in the file, if they are, and how many entries of that the batch in hand is.
-    LogQueue *m_keeper = nullptr;
+    // How many entries of the queue that is.
     int m_entries = 0;
+    // Where lines are kept until they are in the file, if they are.
+    LogQueue *m_keeper = nullptr;
     // Whether this request came when the logger's queue was closed.
     bool m_isRefused = false;
     // Whether this request is to be brought to storage at once.

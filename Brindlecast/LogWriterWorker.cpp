@@ -19,7 +19,6 @@
 #include <QScopedValueRollback>
 
 #include <algorithm>
-#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -91,16 +90,17 @@ void LogWriterWorker::resume(LogQueue &queue)
 {
     const bool hadBacklog = hasBacklog();
     bool isRunWritten = false;
+    int entries = 0; // There is one write in hand at most.
     for (const FileIOObjectPointer &file : qAsConst(m_ioMap)) {
         if (!file->isCutOff())
             continue;
-        isRunWritten |= file->settleCutWrite();
+        isRunWritten = file->settleCutWrite();
+        entries = file->m_entries;
         if (isToBeSynced())
             noteUnsynced(*file, true);
     }
     if (isRunWritten || (hadBacklog && !hasBacklog()))
         m_isNewestLineWritten = true;
-    const int entries = std::exchange(m_entriesInWrite, 0);
     if (isRunWritten && entries == 0) {
         m_deferred.removeFirst();
     } else if (isRunWritten) {
@@ -168,18 +168,17 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
         entries = qMax(1, qMin(entries - 1, static_cast<int>(entries * room / bytes.size())));
         bytes = waiting.text(entries).toUtf8();
     }
-    m_entriesInWrite = file.m_entries = entries;
+    file.m_entries = entries;
     if (entries > 1 && !file.writeWhole(bytes, begin)) {
         // The disk refuses: one by one.
         m_sizedFile = nullptr;
-        m_entriesInWrite = entries = 1;
+        entries = 1;
         bytes = first.text.toUtf8();
     }
     if (entries > 1)
         noteWritten(file, bytes.size());
     else
         writeSingly(file, bytes, 1);
-    m_entriesInWrite = 0;
     if (isToBeSynced())
         noteUnsynced(file, waiting.isUrgent(entries));
     return entries;

@@ -141,7 +141,6 @@ private:
     // The file whose size is known, so that only its first line of a round has to ask.
     const FileIOObject *m_sizedFile = nullptr;
     qint64 m_size = 0;
-    int m_entriesInWrite = 0;
     int m_unhandledEntries = 0;
     // Where lines are kept until they are in the file, if they are.
     LogQueue *m_keeper = nullptr;
