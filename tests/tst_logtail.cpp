@@ -436,7 +436,7 @@ private Q_SLOTS:
             QVERIFY(open(records(1, number).chopped(2), number));
             m_view.reset();
             const QMetaObject *type = m_tail->metaObject();
-            const int index = type->indexOfSignal(QMetaObject::normalizedSignature(signal.constData()));
+            const int index = type->indexOfSignal(QMetaObject::normalizedSignature(signal.constData()).constData());
             QVERIFY(index >= 0); // A connection takes -1 for all signals.
             QMetaObject::connect(m_tail.get(), index, this, metaObject()->indexOfSlot("endTail()"));
             if (cause == "path"_q)
