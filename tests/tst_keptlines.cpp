@@ -128,7 +128,7 @@ struct Tally
     QByteArray text; // All of it: "0-2 5-9 10, lost 3".
 };
 
-Tally tally(bool showsFiles = false) // "0-2 5-9 | 10, lost 3"
+Tally tally(bool showsFiles = false) // "0-2 5-9 | 10, lost 3": the first file and the others.
 {
     static const QRegularExpression pattern("^\\[[-0-9]{10} [:0-9]{8}\\] <\\w+:> \\S* \\d+: (?:t(\\d) (\\d+)\\. *\\|"
                                             "|at least (\\d+) lines were lost: .*)$"_q);
@@ -138,7 +138,7 @@ Tally tally(bool showsFiles = false) // "0-2 5-9 | 10, lost 3"
     int first = 0;
     const QStringList names = logNames();
     for (const QString &name : names) {
-        if (showsFiles && !ranges.isEmpty()) {
+        if (showsFiles && !ranges.isEmpty() && !ranges.contains("|")) {
             ranges.append("|");
             next = -1;
         }
@@ -477,8 +477,9 @@ private Q_SLOTS:
                      raiseOn(Disk::Sound, 0, 20, 23);
                  }),
                  0);
-        QCOMPARE(tally(true).text, expected);
-        QCOMPARE(recovered(true), expected); // An end leaves nothing behind.
+        const bool showsFiles = expected.contains('|'); // Others may begin at any second.
+        QCOMPARE(tally(showsFiles).text, expected);
+        QCOMPARE(recovered(showsFiles), expected); // An end leaves nothing behind.
     }
 
     // Structure: the head of the file and of its chunks, and the records at their ends.
