@@ -591,7 +591,7 @@ private Q_SLOTS:
         row("too long", "/dev/shm/"_q + QString(300, QLatin1Char('x')), [] {});
         row("nowhere", {}, [] {});
         row("twice", keptPath(), [] { startLogging(); });
-        row("after output was on", keptPath(), [] {
+        row("after output was on", keptPath() + "-2"_q, [] {
             QtDebugLogger::getInstance()->enableOutputFile();
             QtDebugLogger::getInstance()->stopThread();
         });

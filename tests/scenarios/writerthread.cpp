@@ -36,7 +36,7 @@ void expectLinesAndRemoval(int lines)
     EXPECT_EQUAL(tally.others, QStringList("<Debug:> The file : \"log-2020-01-01_00-00-00.log\" is removed"_q));
 }
 
-SCENARIO(runsALoopOnTheWriterThread, 50)
+SCENARIO(runsALoopOnTheWriterThread, 1000)
 {
     runHost({}, [amount] {
         const Host host;
