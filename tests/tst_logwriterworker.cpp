@@ -29,6 +29,9 @@ namespace {
 
 constexpr qint64 kLimit = kFileSizeLimit;
 
+Worker *reentered = nullptr;
+unsigned long reenteredCategory = 0;
+
 QString onlyLogPath()
 {
     return logNames().size() == 1 ? logDirectory() + logNames().constFirst() : QString();
@@ -152,6 +155,30 @@ private Q_SLOTS:
         worker.write(2, {"e"_q});
         if (writtenLogs().startsWith("c\ne\n")) // In the same second still, and so of the same name.
             QCOMPARE(logNames().size(), kFilesKept + 17);
+    }
+
+    void takesTheGuardsMessages()
+    {
+        // Into the file that was just begun, and into one that they begin.
+        for (const unsigned long category : {4UL, 1UL}) {
+            QVERIFY(removeLogDirectory());
+            makeLogs(kFilesKept + 15);
+            Worker worker(nullptr);
+            reentered = &worker;
+            reenteredCategory = category;
+            const auto handler = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
+                reentered->write(reenteredCategory, {text});
+            });
+            worker.write(4, {"first"_q});
+            worker.write(4, {"second"_q});
+            qInstallMessageHandler(handler);
+            const int removals = category == 4 ? 16 : 17;
+            QCOMPARE(logNames().size(), kFilesKept);
+            QCOMPARE(writtenLogs().count("The file : \"log-2020-"), removals);
+            QCOMPARE(writtenLogs().count('\n'), removals + 2);
+            QVERIFY(writtenLogs().contains("first\n"));
+            QVERIFY(writtenLogs().contains("second\n"));
+        }
     }
 };
 
