@@ -224,10 +224,17 @@ void LogWriterWorker::writeAtOnce(const Deferred &raised)
 // Only now that no entry is half updated.
 void LogWriterWorker::finishUp()
 {
-    if (m_isCheckDue)
+    writeDeferred();
+    if (m_isCheckDue) {
         guardDirectory();
-    // One round only: a file that makes Qt warn at every write must not keep us here. Each is taken out once it is
-    // written, so that a thread that is cut off leaves it to the next one.
+        writeDeferred(); // The guard's messages.
+    }
+}
+
+// One round only: a file that makes Qt warn at every write must not keep us here. Each is taken out once it is written,
+// so that a thread that is cut off leaves it to the next one.
+void LogWriterWorker::writeDeferred()
+{
     for (auto left = m_deferred.size(); left > 0; --left) {
         const Deferred raised = m_deferred.first();
         writeAtOnce(raised);

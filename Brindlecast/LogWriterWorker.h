@@ -113,6 +113,7 @@ private:
     void accept(const Deferred &raised);
     void writeAtOnce(const Deferred &raised);
     void finishUp();
+    void writeDeferred();
     void writeSingly(FileIOObject &file, const QByteArray &bytes, int entries);
     void noteWritten(const FileIOObject &file, qint64 bytes);
     bool isToBeSynced() const { return m_syncIntervalMs.load(std::memory_order_relaxed) > 0; }
