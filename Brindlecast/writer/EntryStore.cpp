@@ -212,7 +212,7 @@ void EntryStore::link(ChunkPointer chunk)
     m_tail = end.get();
 }
 
-void EntryStore::settleRecord(Chunk &chunk, Record &record)
+void EntryStore::settleRecord(const Chunk &chunk, Record &record)
 {
     if (!chunk.isKept() && record.isLine())
         m_kept->settleOutside(chunk.linesPerRecord);
@@ -302,16 +302,17 @@ void EntryStore::insertNotice(QStringView notice, quint32 lostLines)
     ChunkPointer chunk = makeChunk(size);
     if (chunk == nullptr)
         return; // A successor tells.
-    ChunkPointer *gap = nullptr;
-    ChunkPointer *end = &m_head;
-    for (; *end != nullptr; end = &(*end)->next) {
-        const ChunkPointer &next = (*end)->next;
-        if (next != nullptr && next->data->number > (*end)->data->number + 1)
-            gap = &(*end)->next;
+    ChunkPointer *place = &m_head;
+    bool isGap = false;
+    for (Chunk *former = m_head.get(); former != nullptr; former = former->next.get()) {
+        const bool isLast = former->next == nullptr;
+        const bool isBeforeGap = !isLast && former->next->data->number > former->data->number + 1;
+        if (isBeforeGap || (isLast && !isGap))
+            place = &former->next;
+        isGap |= isBeforeGap;
     }
-    ChunkPointer *const place = gap != nullptr ? gap : end;
-    if (gap != nullptr) {
-        chunk->data->number = (*gap)->data->number - 1;
+    if (isGap) {
+        chunk->data->number = (*place)->data->number - 1;
     } else {
         chunk->data->number = m_nextNumber++;
         m_tail = chunk.get();

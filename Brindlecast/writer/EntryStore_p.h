@@ -71,7 +71,7 @@ private:
     ChunkPointer takeSpare();
     void recycle(ChunkPointer chunk);
     void link(ChunkPointer chunk);
-    void settleRecord(Chunk &chunk, Record &record);
+    void settleRecord(const Chunk &chunk, Record &record);
     template <typename Action> void forEachHeld(quint64 category, const Action &act);
     void takeUp(const KeptFile &file);
     void insertNotice(QStringView notice, quint32 lostLines);

@@ -150,25 +150,25 @@ bool KeptFile::map(int bytes)
     const quint32 found = isMarked ? reinterpret_cast<const Header *>(head)->chunks.load() : 0;
     const bool isWhole = found >= kLeastChunks && found <= std::numeric_limits<int>::max() / kChunkBytes + 1
         && size >= totalBytes(int(found));
-    int chunks = std::max(wanted, isWhole ? int(found) : 0);
+    int count = std::max(wanted, isWhole ? int(found) : 0);
     if (!isWhole && ::ftruncate(m_descriptor, 0) != 0)
         return false;
     auto growth = qScopeGuard([this, former = isWhole ? status.st_size : 0] {
         const bool isAsBefore = ::ftruncate(m_descriptor, former) == 0;
         Q_UNUSED(isAsBefore)
     });
-    if (::posix_fallocate(m_descriptor, 0, static_cast<off_t>(totalBytes(chunks))) != 0) {
-        chunks = int(found); // What is there already is better than nothing.
-        if (!isWhole || ::posix_fallocate(m_descriptor, 0, static_cast<off_t>(totalBytes(chunks))) != 0)
+    if (::posix_fallocate(m_descriptor, 0, static_cast<off_t>(totalBytes(count))) != 0) {
+        count = int(found); // What is there already is better than nothing.
+        if (!isWhole || ::posix_fallocate(m_descriptor, 0, static_cast<off_t>(totalBytes(count))) != 0)
             return false;
     }
     // At once, since what has a part of the mark would be somebody else's.
     Header fresh = {};
     std::copy_n(kMark, sizeof kMark, fresh.mark);
-    fresh.chunks = quint32(chunks);
+    fresh.chunks = quint32(count);
     if (!isWhole && ::pwrite(m_descriptor, &fresh, offsetof(Header, outside), 0) != offsetof(Header, outside))
         return false;
-    m_mappedBytes = totalBytes(chunks);
+    m_mappedBytes = totalBytes(count);
     void *const memory
         = ::mmap(nullptr, m_mappedBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, m_descriptor, 0);
     if (memory == MAP_FAILED)
@@ -176,7 +176,7 @@ bool KeptFile::map(int bytes)
     growth.dismiss();
     ::madvise(memory, m_mappedBytes, MADV_DONTFORK);
     m_header = static_cast<Header *>(memory);
-    publish(m_header->chunks, quint32(chunks));
+    publish(m_header->chunks, quint32(count));
     return true;
 }
 
@@ -281,7 +281,8 @@ bool KeptFile::settleIntent()
     }
     const QByteArray logName = name(static_cast<unsigned long>(intent.records.category));
     const QByteArray path = QFile::encodeName(logDirectory()) + logName;
-    const int descriptor = logName.isEmpty() ? -1 : ::open(path.constData(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+    const int descriptor
+        = logName.isEmpty() ? -1 : ::open(path.constData(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
     const auto close = qScopeGuard([descriptor] { ::close(descriptor); });
     struct stat status = {};
     if (descriptor < 0 && !logName.isEmpty() && errno != ENOENT && errno != ELOOP)
