@@ -130,7 +130,8 @@ private Q_SLOTS:
         }
         QTest::newRow("up 0") << "up"_q << 0 << "ABC"_q;
         QTest::newRow("down 2") << "down"_q << 2 << "ABC"_q;
-        for (const QString &name : operations.keys()) {
+        const QStringList names = operations.keys();
+        for (const QString &name : names) {
             for (const int row : {kLowest, -1, 3, kHighest})
                 QTest::addRow("%s %d", qPrintable(name), row) << name << row << "ABC"_q;
         }

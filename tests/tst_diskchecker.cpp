@@ -115,7 +115,8 @@ private Q_SLOTS:
         Guard guard(m_path);
         guard.appendFileFilter("*.txt"_q);
         QVERIFY(guard.checkDisk());
-        for (const QString &name : kept + names.mid(2))
+        const QStringList left = kept + names.mid(2);
+        for (const QString &name : left)
             QVERIFY2(QFile::exists(m_path + name), qPrintable(name));
         QVERIFY(!QFile::exists(m_path + names[0]));
         QVERIFY(!QFile::exists(m_path + names[1]));

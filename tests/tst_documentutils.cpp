@@ -165,7 +165,8 @@ private Q_SLOTS:
             QVERIFY(!m_utils.removeSpecifiedExtFilesInDir(text, "log"_q));
             QCOMPARE(m_utils.findFirstFileWithSpecifiedExt(text, "log"_q), QString());
         }
-        for (const QChar character : "/*?[\0"_q) {
+        const QString patterns = "/*?[\0"_q;
+        for (const QChar character : patterns) {
             QVERIFY(!m_utils.removeSpecifiedExtFilesInDir("."_q, "l"_q + character));
             QCOMPARE(m_utils.findFirstFileWithSpecifiedExt("."_q, "lo"_q + character), QString());
         }

@@ -35,7 +35,12 @@ void append(const char *line, unsigned long category = 1)
     (logger()->*&Logger::appendLog)(QString::fromLatin1(line), category);
 }
 
-QStringList taken; // By the console.
+// What the console has taken.
+QStringList &taken()
+{
+    static QStringList lines;
+    return lines;
+}
 
 // The requests that the logger sends during its life.
 class Requests : public QSignalSpy
@@ -58,7 +63,7 @@ void takeAsConsole(QtMsgType type, const QMessageLogContext &context, const QStr
     // The line of a fatal message has been waited for.
     const bool isFlushed = type == QtFatalMsg || logger()->flush(kEnoughMs);
     const bool isWritten = isFlushed && writtenLogs().contains(text.toUtf8() + '\n');
-    taken += text + (isWritten ? ": in the file"_q : ": not there"_q);
+    taken() += text + (isWritten ? ": in the file"_q : ": not there"_q);
     Logger::outputMessage(type, context, text);
 }
 
@@ -180,7 +185,7 @@ private Q_SLOTS:
         logger()->setForwarding(false);
         qDebug("only the file again");
         qInstallMessageHandler(formerHandler);
-        QCOMPARE(taken,
+        QCOMPARE(taken(),
                  QStringList({"both: in the file"_q, "only the console: not there"_q, "the end: in the file"_q}));
         QVERIFY(logger()->flush(kEnoughMs));
         QCOMPARE(writtenLogs().count('>'), 4);
