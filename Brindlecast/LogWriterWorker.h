@@ -34,7 +34,8 @@ class QueuedEntries;
  *
  * The limit is a constant of the built library: BRINDLECAST_FILE_SIZE_LIMIT, 52428800 bytes by default.
  *
- * Two categories that begin a file in the same second share it.
+ * Two categories that begin a file in the same second share it. So does a category that is cleared and begins again in
+ * the same second.
  *
  * When a file of a new name has been opened and its first lines are written, the worker's space guard thins the
  * directory out to its newest log files, ten by default (see DiskChecker). A category whose open file it removed begins

@@ -166,7 +166,7 @@ void QtDebugLogger::stopThread()
         return;
     const Cancellation::DisabledScope noCancel;
     const auto control = takeControl(QDeadlineTimer(QDeadlineTimer::Forever));
-    if (m_bRunning && !m_isLeaving.load()) // Whoever leaves ends it, once everything is written.
+    if (m_bRunning && !m_isLeaving.load()) // leave() ends it, once everything is written.
         m_bRunning = !writerThread()->end(QDeadlineTimer(QDeadlineTimer::Forever));
 }
 

@@ -71,7 +71,13 @@ public:
     /** Runs at process exit: writes out what was raised before, for at most three seconds, and ends the thread. */
     ~QtDebugLogger() override;
 
-    /** Disables every category and has all log files closed; the next line begins a new file. */
+    /**
+     * Disables every category and has all log files closed; removes nothing.
+     *
+     * The next line, once its category is enabled again, begins a new file, or goes on in the former one if that was
+     * begun in the same second. A clear has its place among the lines: those raised before it go to the former file,
+     * also when the writer thread is stopped meanwhile.
+     */
     void clearData();
 
     /** Starts the writer thread unless it runs; takes about 3 ms. On the writer thread itself it does nothing. */
@@ -81,13 +87,14 @@ public:
      * Ends the writer thread if it runs, and waits for that. Lines that wait then are kept, in order, until the thread
      * is started again.
      *
-     * The write in hand is finished first. If that takes more than two seconds, it is cut off. At the next start, the
-     * file tells whether it got all of that; if not, what it got is taken back and written again. So lines are neither
-     * torn nor lost, but one in a file that can't be read back, a pipe for example, may come twice.
+     * The write in hand is finished first, and with setSyncInterval() a last sync. If that takes more than two seconds,
+     * the thread is cancelled, and a write that it was in is cut off. At the next start, the file tells whether it got
+     * all of that; if not, what it got is taken back and written again. So lines are neither torn nor lost, but one in a
+     * file that can't be read back, a pipe for example, may come twice.
      *
-     * A thread that the system does not let go of (a hanging device) is waited for without limit. So is one in which a
-     * slot of the host runs, connected directly to handleIOSignal() by a message of the space guard, or waiting for the
-     * thread that calls this: such a slot must not do that.
+     * There is no limit after that: a device that hangs is waited for. So is code of the host that runs on that thread:
+     * a slot connected directly to handleIOSignal(), which a message of the space guard calls; a posted event; the
+     * handler of setForwarding(). Such code must not wait for the thread that calls this.
      *
      * On the writer thread itself it does nothing.
      */
@@ -187,7 +194,7 @@ public:
      * it to storage (fdatasync()); 0, the default, leaves that to the system, which may take half a minute or more.
      *
      * With an interval, a loss of power costs the lines of that time, and a disk that hangs holds nobody up but the
-     * writer thread. Critical and fatal lines, and what came before them, are brought to storage at once, but not more
+     * writer thread and whoever stops it. Critical and fatal lines, and what came before them, are brought to storage at once, but not more
      * often than every 100 ms. So is the rest of a file that is closed, and everything when the writer thread is
      * stopped. The name of a new file is brought to storage with its first lines. A disk full of other programs'
      * unwritten data makes all of this slow; see docs/in-your-product.md for intervals that suit a medium.

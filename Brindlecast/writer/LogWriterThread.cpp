@@ -95,7 +95,7 @@ bool LogWriterThread::begin()
     const bool isStarted = isRunning();
     if (!isStarted)
         m_queue.endServing();
-    wait(kStartWaitMs);
+    wait(kStartWaitMs); // Hosts know startThread() to return when the thread has most likely begun.
     return isStarted;
 }
 

@@ -16,7 +16,7 @@ class LogWriterWorker;
  *
  * QThread::terminate() cancels a thread wherever it is, which under load takes the host down within a few stops. So the
  * thread is asked first, and ends between two writes. Only one that does not end in time, since the disk holds it up,
- * is really cancelled, in its system call.
+ * is really cancelled, as soon as it is in a system call that allows that (Cancellation::EnabledScope).
  *
  * begin() and end() are called by turns, by one thread at a time, from any thread but this one.
  */
