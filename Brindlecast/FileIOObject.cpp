@@ -197,5 +197,6 @@ void FileIOObject::sync()
         descriptor = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         ::fsync(descriptor);
     }
-    m_isUnsynced = m_isNameUnsynced = false;
+    m_isUnsynced = hasBacklog(); // It may be written when the file is closed.
+    m_isNameUnsynced = false;
 }

@@ -89,8 +89,8 @@ public:
      *
      * The write in hand is finished first, and with setSyncInterval() a last sync. If that takes more than two seconds,
      * the thread is cancelled, and a write that it was in is cut off. At the next start, the file tells whether it got
-     * all of that; if not, what it got is taken back and written again. So lines are neither torn nor lost, but one in a
-     * file that can't be read back, a pipe for example, may come twice.
+     * all of that; if not, what it got is taken back and written again. So lines are neither torn nor lost, but one in
+     * a file that can't be read back, a pipe for example, may come twice.
      *
      * There is no limit after that: a device that hangs is waited for. So is code of the host that runs on that thread:
      * a slot connected directly to handleIOSignal(), which a message of the space guard calls; a posted event; the
@@ -194,10 +194,10 @@ public:
      * it to storage (fdatasync()); 0, the default, leaves that to the system, which may take half a minute or more.
      *
      * With an interval, a loss of power costs the lines of that time, and a disk that hangs holds nobody up but the
-     * writer thread and whoever stops it. Critical and fatal lines, and what came before them, are brought to storage at once, but not more
-     * often than every 100 ms. So is the rest of a file that is closed, and everything when the writer thread is
-     * stopped. The name of a new file is brought to storage with its first lines. A disk full of other programs'
-     * unwritten data makes all of this slow; see docs/in-your-product.md for intervals that suit a medium.
+     * writer thread and whoever stops it. Critical and fatal lines, and what came before them, are brought to storage
+     * at once, but not more often than every 100 ms. So is the rest of a file that is closed, and everything when the
+     * writer thread is stopped. The name of a new file is brought to storage with its first lines. A disk full of other
+     * programs' unwritten data makes all of this slow; see docs/in-your-product.md for intervals that suit a medium.
      *
      * A negative value counts as 0. What was written before the call keeps its time.
      */
