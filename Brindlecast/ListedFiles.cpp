@@ -26,7 +26,7 @@ qint64 ListedFiles::sizeOfRow(int row) const
     if (row >= m_rowCount)
         return 0;
     const Shown &shown = m_shown.at(row);
-    return shown.size >= 0 ? shown.size : shown.file.size();
+    return shown.size >= 0 ? shown.size : shown.file.size(); // QFileInfo reads it once, for all its copies.
 }
 
 QFileInfoList ListedFiles::files() const

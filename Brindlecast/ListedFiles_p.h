@@ -36,7 +36,7 @@ private:
     {
         QString name; // the row's, which a host may have changed
         QFileInfo file;
-        qint64 size = -1; // as listed; -1 when it was not read then
+        qint64 size = -1; // by the listing; -1 when the order did not read it
     };
 
     bool isKnown(const QString &name) const;

@@ -19,16 +19,22 @@
 #include <QScopedValueRollback>
 
 #include <algorithm>
+#include <limits>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr qint64 kFileSizeLimitBytes = BRINDLECAST_FILE_SIZE_LIMIT;
 constexpr qint64 kNeededSpaceBytes = 50LL * 1024 * 1024;
 constexpr qint64 kPageBytes = 4096;
 constexpr int kUrgentSyncIntervalMs = 100;
+
+// The size at which a file is replaced.
+constexpr qint64 sizeLimitOf(unsigned long category)
+{
+    return category == LogCategory::kStartup ? std::numeric_limits<qint64>::max() : BRINDLECAST_FILE_SIZE_LIMIT;
+}
 
 void ensureDirectory(const QString &path)
 {
@@ -161,7 +167,7 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
     }
 
     const qint64 begin = sizeOf(file);
-    const qint64 room = qMin(kPageBytes - begin % kPageBytes, kFileSizeLimitBytes - begin);
+    const qint64 room = qMin(kPageBytes - begin % kPageBytes, sizeLimitOf(file.category) - begin);
     int entries = file.hasBacklog() ? 1 : qMax(1, waiting.lines(room));
     QByteArray bytes = waiting.text(entries).toUtf8();
     while (entries > 1 && bytes.size() > room) { // Some characters have several bytes.
@@ -312,8 +318,7 @@ bool LogWriterWorker::prepareFile(FileIOObject &file)
     }
     if (file.state == eIOREADYTOOPEN)
         openFile(file);
-    if (file.state == eIOREADYTOWRITE && file.category != LogCategory::kStartup
-        && sizeOf(file) >= kFileSizeLimitBytes) {
+    if (file.state == eIOREADYTOWRITE && sizeOf(file) >= sizeLimitOf(file.category)) {
         file.sync();
         file.myfile.close(); // Not closeFile(): the waiting lines belong into the new file.
         nameFile(file);

@@ -38,8 +38,9 @@ class QueuedEntries;
  * the same second.
  *
  * When a file of a new name has been opened and its first lines are written, the worker's space guard thins the
- * directory out to its newest log files, ten by default (see DiskChecker). A category whose open file it removed begins
- * a new one at its next line. The guard leaves the current working directory as it is.
+ * directory out to its newest log files, ten by default (see DiskChecker), of all categories together: one that fills
+ * files quickly costs the others theirs. A category whose open file was removed begins a new one at its next line. The
+ * guard leaves the current working directory as it is.
  *
  * A file that can't be opened silences its category until the next clear.
  *

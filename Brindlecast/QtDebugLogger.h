@@ -40,7 +40,7 @@ class QMetaMethod;
  *
  * The thread that raises a message formats the line and queues it; it never waits for the disk. A writer thread,
  * "logWriterThread", does all the file work (LogWriterWorker). While it does not run, lines wait. At most 262,144 lines
- * wait (some 80 MB of lines of 86 characters); further ones are dropped until the queue has fallen by a sixteenth, and
+ * wait (some 80 MB of lines of 145 characters); further ones are dropped until the queue has fallen by a sixteenth, and
  * then one line tells how many were. Lines dropped right before the process exits are told on standard error only.
  *
  * When the application object is destroyed, and when the process calls exit(), everything raised before is written, for

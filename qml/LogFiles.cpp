@@ -15,7 +15,7 @@
 
 namespace {
 
-// The roles of the followed list, in the order of its keys.
+// The roles of ExportLogViewModel's list, in the order in which its constructor names them.
 constexpr int kFileNameRole = Qt::UserRole + 1;
 constexpr int kSelectedRole = Qt::UserRole + 2;
 

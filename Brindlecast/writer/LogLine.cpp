@@ -13,6 +13,7 @@
 
 namespace {
 
+// The one form of a line. Its line feed makes the empty line after a record; fill() adds the one that ends the line.
 constexpr std::u16string_view DEFAULT_LOG_FORMAT = u"[<TIM>] <<TS>> <FILE> <LINE>: <TEXT>\n";
 
 constexpr int kLongestTime = 32;

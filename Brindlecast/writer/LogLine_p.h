@@ -16,7 +16,7 @@ public:
     LogLine(QtMsgType type, const QMessageLogContext &context, const QString &msg);
     Q_DISABLE_COPY(LogLine)
 
-    /** The line and the line feed that follows every line in a file. */
+    /** The line, which ends in a line feed, and one more: the empty line after it. */
     QStringView textToWrite() const { return {m_text.constData(), m_text.size()}; }
 
 private:

@@ -93,7 +93,7 @@ SCENARIO(rollsAtTheLimit, 2)
 {
     constexpr int kLines = 20;
     constexpr int kLineBytes = 8;
-    constexpr qint64 kLimit = 52428800;
+    constexpr qint64 kLimit = kFileSizeLimit;
     for (int slack = -amount; slack <= amount; ++slack) {
         for (const int categories : {1, 2}) {
             situation = "categories: " + QByteArray::number(categories) + ", slack: " + QByteArray::number(slack);
