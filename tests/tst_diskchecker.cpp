@@ -99,7 +99,7 @@ private Q_SLOTS:
     {
         for (const QString &filter : {"a;*.log"_q, "a *.log"_q, QString(), "*"_q, "LOG-*[0-9].l?G"_q}) {
             const QStringList names = makeLogs(kFilesKept + 5, m_path);
-            const int matching = QDir(m_path).entryList({filter}, QDir::Files).size();
+            const auto matching = QDir(m_path).entryList({filter}, QDir::Files).size();
             Guard(m_path, 1, filter).updateFolder();
             QCOMPARE(logNames(m_path), names.mid(qMax(0, matching - kFilesKept)));
         }
