@@ -144,7 +144,7 @@ Tally tally(bool showsFiles = false) // "0-2 5-9 | 10, lost 3": the first file a
         }
         QByteArray bytes = fileContents(logDirectory() + name);
         bytes.truncate(int(std::remove(bytes.begin(), bytes.end(), '\0') - bytes.begin())); // Of a file made longer.
-        for (int begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
+        for (decltype(bytes.size()) begin = 0, end = 0; begin < bytes.size(); begin = end + 2) {
             end = bytes.indexOf("\n\n", begin);
             const QByteArray line = bytes.mid(begin, end - begin);
             const QRegularExpressionMatch match = pattern.match(QString::fromUtf8(line));
