@@ -5,7 +5,6 @@
 
 #include <QElapsedTimer>
 
-#include <mutex>
 #include <tuple>
 
 #include <pthread.h>
@@ -19,27 +18,22 @@ SCENARIO(stopsAndStartsUnderLoad, 300)
         LoggingThreads threads(4, 1000);
         const auto descriptors = [] { return QDir("/proc/self/fd"_q).entryList(QDir::System | QDir::Files).size(); };
         auto descriptorsBefore = descriptors();
-        qint64 memoryBefore = 0;
-        qint64 longestStopMs = 0;
         for (int cycle = 0; cycle < amount; ++cycle) {
             QElapsedTimer timer;
             timer.start();
             host.logger->stopThread();
-            longestStopMs = qMax(longestStopMs, timer.elapsed());
+            EXPECT_LESS(timer.elapsed(), 1500); // No stop by force.
             QThread::usleep(std::random_device()() % 3000);
             host.logger->startThread();
             if (cycle == amount / 10) {
                 EXPECT(host.isFlushed());
                 descriptorsBefore = descriptors();
-                memoryBefore = memoryInUse();
             }
         }
-        const LoggingThreads::Counts raised = threads.finish();
+        const std::vector<int> raised = threads.finish();
         EXPECT(host.isFlushed());
         EXPECT_EQUAL(expectWholeLines(raised[0]).lines, raised);
         EXPECT_EQUAL(descriptors(), descriptorsBefore);
-        EXPECT_LESS(memoryInUse(), memoryBefore + 1024LL * 1024);
-        EXPECT_LESS(longestStopMs, 1500);
     });
 }
 
@@ -55,14 +49,13 @@ SCENARIO(isControlledAtRandom, 3)
             other.join();
         }
         startLogging();
-        const QDateTime now = QDateTime::currentDateTime();
+        const QByteArray now = QDateTime::currentDateTime().toString("[yyyy-MM-dd hh:mm:ss"_q).toUtf8();
         qDebug("the last line");
         EXPECT(host.isFlushed());
-        const Tally tally = expectWholeLines();
-        EXPECT_LESS(now, tally.time.addSecs(1));
-        const QStringList removals = tally.others.filter("<Debug:> The file :"_q);
-        EXPECT_EQUAL(tally.last, "<Debug:> the last line"_q);
-        EXPECT_EQUAL(tally.others, removals + QStringList(tally.last));
+        const QByteArray logs = writtenLogs();
+        EXPECT_LESS(now, logs.mid(logs.lastIndexOf('[')));
+        const QStringList others = expectWholeLines().others;
+        EXPECT_EQUAL(others, others.filter("<Debug:> The file :"_q) + QStringList("<Debug:> the last line"_q));
     });
 }
 
@@ -79,30 +72,9 @@ SCENARIO(isFlooded, 20000)
     });
     const Tally tally = expectWholeLines();
     EXPECT_EQUAL(tally.lines[0], kMostWaiting);
-    EXPECT_EQUAL(tally.gaps, 0);
+    EXPECT_EQUAL(tally.next[0], kMostWaiting);
     const QString notice = "<Warning:> %1 lines were dropped: too many were waiting to be written"_q.arg(amount);
     EXPECT_EQUAL(tally.others, QStringList({notice, "<Debug:> the line after"_q}));
-}
-
-SCENARIO(flushesAllThatWaits, 40)
-{
-    runHost({}, [amount] {
-        const Host host;
-        raise(0, 0);
-        // Messages of the space guard overtake the queue. It looks when a file of a new name is begun.
-        EXPECT(host.isFlushed());
-        makeLogs(25);
-        disk.store(Disk::Slow);
-        raiseAll(1, amount);
-        FileIOObjectPointer startup(new FileIOObject(nullptr));
-        startup->category = 4;
-        Q_EMIT host.logger->handleIOSignal(startup);
-        raiseAll(amount, 2 * amount);
-        EXPECT(host.isFlushed());
-        const Tally tally = expectWholeLines();
-        EXPECT_EQUAL(tally.lines[0], 2 * amount);
-        EXPECT_EQUAL(tally.others.filter("is removed"_q).size(), 27 - kFilesKept); // In the file of category 1.
-    });
 }
 
 SCENARIO(stopsInAStalledWrite, 10)
@@ -145,94 +117,32 @@ SCENARIO(stopsInAStalledWrite, 10)
     }
 }
 
-SCENARIO(flushesWhatACutWriteBrought, 2)
-{
-    runHost({}, [amount] {
-        const Host host;
-        EXPECT(limitFileSize(1));
-        raiseAll(0, amount);
-        EXPECT(!host.isFlushed());
-        EXPECT(limitFileSize(RLIM_INFINITY));
-        disk.store(Disk::StalledAtTheEnd);
-        host.logger->disableOutputFile();
-        EXPECT(!host.logger->flush(300));
-        host.logger->stopThread();
-        disk.store(Disk::Sound);
-        host.logger->startThread();
-        EXPECT(host.isFlushed());
-    });
-    expectWholeLines(amount);
-}
-
-SCENARIO(stopsWhileSlotsWait, 20)
-{
-    runHost({}, [amount] {
-        const Host host;
-        // A slot that waits for a lock of the thread that stops.
-        std::mutex mutex;
-        std::atomic<bool> isInSlot{false};
-        auto connection = QObject::connect(host.logger, &QtDebugLogger::handleIOSignal, [&mutex, &isInSlot] {
-            isInSlot.store(true);
-            const std::lock_guard<std::mutex> lock(mutex);
-        });
-        mutex.lock();
-        std::thread raiser(raiseAll, 0, amount);
-        while (!isInSlot.load()) { }
-        host.logger->stopThread();
-        host.logger->startThread();
-        mutex.unlock();
-        raiser.join();
-        QObject::disconnect(connection);
-
-        // One that waits for the thread itself.
-        QObject receiver;
-        int received = 0;
-        connection = QObject::connect(
-            host.logger, &QtDebugLogger::handleIOSignal, &receiver, [&received] { ++received; },
-            Qt::BlockingQueuedConnection);
-        std::atomic<bool> isOver{false};
-        raiser = std::thread([amount, &isOver] {
-            raiseAll(amount, 2 * amount);
-            isOver.store(true);
-        });
-        while (!isOver.load()) {
-            host.logger->stopThread();
-            host.logger->startThread();
-            QCoreApplication::processEvents();
-        }
-        raiser.join();
-        EXPECT_EQUAL(received, amount);
-    });
-    expectWholeLines(2 * amount);
-}
-
-SCENARIO(survivesCancelledThreads, 20)
+SCENARIO(survivesCancelledThreads, 100)
 {
     runHost({kHostSucceeded, nullptr}, [amount] {
         const Host host;
-        QtDebugLogger *const logger = host.logger;
-        const std::function<void()> operations[]
-            = {[logger] { raise(0, 0), logger->startThread(), logger->stopThread(); },
-               [logger] { logger->enableOutputFile(), logger->clearData(); },
-               [logger] { logger->setLogCategoryEnabled(true, 1); }, [logger] { logger->disableOutputFile(); },
-               [logger] { raise(0, 0), logger->flush(-1); }};
         disk.store(Disk::Slow);
         QElapsedTimer timer;
         timer.start();
-        for (const auto &operation : operations) {
-            for (int attempt = 0; attempt < amount; ++attempt) {
-                std::thread cancelled([&operation] {
-                    for (;; ::pthread_testcancel())
-                        operation();
-                });
-                QThread::usleep(std::random_device()() % 5000);
-                ::pthread_cancel(cancelled.native_handle());
-                cancelled.join();
-                startLogging();
-                qDebug("the last line");
-                EXPECT(host.isFlushed());
-                EXPECT(writtenLogs().endsWith("the last line\n\n"));
-            }
+        for (int attempt = 0; attempt < amount; ++attempt) {
+            std::thread cancelled([logger = host.logger] {
+                for (;; ::pthread_testcancel()) {
+                    startLogging();
+                    raise(0, 0);
+                    logger->flush(-1);
+                    raise(0, 0);
+                    logger->stopThread();
+                    logger->clearData();
+                    logger->disableOutputFile();
+                }
+            });
+            QThread::usleep(std::random_device()() % 5000);
+            ::pthread_cancel(cancelled.native_handle());
+            cancelled.join();
+            startLogging();
+            qDebug("the last line");
+            EXPECT(host.isFlushed());
+            EXPECT(writtenLogs().endsWith("the last line\n\n"));
         }
         EXPECT_LESS(timer.elapsed(), 20000); // No stop by force.
     });

@@ -8,10 +8,10 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QMap>
 
-#include <atomic>
 #include <functional>
-#include <tuple>
+#include <utility>
 
 /*
  * Hosts of the logger, each in a process of its own, since a process has one logger and hosts end in many ways.
@@ -41,24 +41,13 @@ extern QByteArray situation;
 
 bool noteExpectation(bool isMet, const char *file, int line, const QByteArray &failure);
 
-template <typename Value> QByteArray printed(const Value &value)
-{
-    QString text;
-    QDebug(&text).nospace() << value;
-    return text.toUtf8();
-}
-
-inline QByteArray printed(const LoggingThreads::Counts &counts)
-{
-    return printed(QVector<int>(counts.begin(), counts.end()));
-}
-
 template <typename Actual, typename Other, typename Relation>
 bool noteRelation(const Actual &actual, const Other &other, Relation isRelated, const char *words, const char *file,
                   int line, const char *text)
 {
-    return noteExpectation(isRelated(actual, other), file, line,
-                           text + (" is " + printed(actual) + ", not " + words + printed(other)));
+    QString failure;
+    QDebug(&failure).nospace() << text << " is " << actual << ", not " << words << other;
+    return noteExpectation(isRelated(actual, other), file, line, failure.toUtf8());
 }
 
 /** What the disk of this process does with each write to a file. */
@@ -67,21 +56,18 @@ enum class Disk {
     Slow,
     Stalled, ///< Nothing is written until the disk is another one.
     StalledHalfway, ///< The same, when half of the bytes are written.
-    StalledAtTheEnd, ///< The same, when all bytes are written.
-    RefusesRuns ///< Writes half of several lines, and then has no space. Single lines are written.
+    StalledAtTheEnd ///< The same, when all bytes are written.
 };
-extern std::atomic<Disk> disk;
+inline std::atomic<Disk> disk{Disk::Sound};
 
-/** The writes of several lines in this process, and how many of them went beyond the end of a file's page. */
-extern std::atomic<int> runsWritten;
-extern std::atomic<int> runsAcrossPages;
+/** The writes of several lines in this process that went beyond the end of a file's page. */
+inline std::atomic<int> runsAcrossPages{0};
 
 /** How a host should end. */
 struct ExpectedExit
 {
     int status = kHostSucceeded; ///< Or minus a signal.
     const char *errors = ""; ///< What it writes to standard error; nullptr for anything.
-    useconds_t killedAfterUs = 0;
 };
 
 /**
@@ -92,7 +78,13 @@ struct ExpectedExit
 qint64 runHost(const ExpectedExit &expected, const std::function<void()> &host);
 
 /** Switches the logger on for category 1. */
-QtDebugLogger *startLogging();
+inline QtDebugLogger *startLogging()
+{
+    QtDebugLogger *const logger = QtDebugLogger::getInstance();
+    logger->setLogCategoryEnabled(true, 1);
+    logger->enableOutputFile();
+    return logger;
+}
 
 struct Host
 {
@@ -104,29 +96,32 @@ struct Host
 };
 
 /** Raises the messages `from` to `to` - 1 of source 0. */
-void raiseAll(int from, int to);
+inline void raiseAll(int from, int to)
+{
+    for (int number = from; number < to; ++number)
+        raise(0, number);
+}
 
 /** What the log files hold. */
 struct Tally
 {
-    LoggingThreads::Counts lines{}; ///< Of the messages that raise() makes, by source.
-    LoggingThreads::Counts next{}; ///< The number after the last one.
-    int gaps = 0;
+    std::vector<int> lines = std::vector<int>(8); ///< Of the messages that raise() makes, by source.
+    std::vector<int> next = lines; ///< The number after the last one; more than `lines`, if some are missing.
     QStringList others; ///< All other messages, with their labels.
-    QString last;
-    QDateTime time; ///< Of the last one.
 };
 
 /** Expects whole lines in order; with `count`, that many of source 0 without a gap, and no other messages. */
 Tally expectWholeLines(int count = -1);
 
-using Scenario = void (*)(int amount);
+/** Each scenario by its name, with how much of it the test suite has time for. */
+inline QMap<QLatin1String, std::pair<int, void (*)(int)>> &scenarios()
+{
+    static QMap<QLatin1String, std::pair<int, void (*)(int)>> all;
+    return all;
+}
 
-/** Makes a scenario known under its name; always true. */
-bool addScenario(const char *name, int shortAmount, Scenario scenario);
-
-/** Begins a scenario; `shortAmount` is how much of it the test suite has time for. CMake looks for this word. */
-#define SCENARIO(name, shortAmount)                                   \
-    void name(int amount);                                            \
-    const bool name##IsKnown = addScenario(#name, shortAmount, name); \
+/** Begins a scenario. CMake looks for this word. */
+#define SCENARIO(name, shortAmount)                                                         \
+    void name(int amount);                                                                  \
+    const auto name##Entry = scenarios().insert(QLatin1String(#name), {shortAmount, name}); \
     void name([[maybe_unused]] int amount)

@@ -8,7 +8,7 @@
 #include <QThread>
 
 #include <array>
-#include <chrono>
+#include <atomic>
 #include <functional>
 #include <random>
 #include <thread>
@@ -47,35 +47,32 @@ public:
     using Counts = std::array<int, 8>;
 
     LoggingThreads(int count, unsigned long pauseUs)
+        : m_threads(runInThreads, count, [this, pauseUs](int source) {
+            int &raised = m_raised.at(static_cast<std::size_t>(source));
+            while (!m_isOver.load()) {
+                for (int line = 0; line < 8; ++line)
+                    raise(source, raised++);
+                QThread::usleep(pauseUs);
+            }
+        })
     {
-        for (int source = 0; source < count; ++source) {
-            m_threads.emplace_back([this, source, pauseUs] {
-                int &raised = m_raised.at(static_cast<std::size_t>(source));
-                while (!m_isOver.load()) {
-                    for (int line = 0; line < 8; ++line)
-                        raise(source, raised++);
-                    QThread::usleep(pauseUs);
-                }
-            });
-        }
     }
     ~LoggingThreads() { finish(); }
     Q_DISABLE_COPY(LoggingThreads)
 
     /** Ends the threads; how many messages each has raised. */
-    const Counts &finish()
+    std::vector<int> finish()
     {
         m_isOver.store(true);
-        for (std::thread &thread : m_threads)
-            thread.join();
-        m_threads.clear();
-        return m_raised;
+        if (m_threads.joinable())
+            m_threads.join();
+        return {m_raised.begin(), m_raised.end()};
     }
 
 private:
     std::atomic<bool> m_isOver{false};
     Counts m_raised{};
-    std::vector<std::thread> m_threads;
+    std::thread m_threads;
 };
 
 /** Calls the logger's controlling operations at random. */
@@ -83,18 +80,14 @@ inline void controlAtRandom(int milliseconds)
 {
     QtDebugLogger *const logger = QtDebugLogger::getInstance();
     std::minstd_rand random{std::random_device()()};
-    const std::function<void()> operations[]
-        = {[logger] { logger->clearData(); },
-           [logger] { logger->stopThread(); },
-           [logger] { logger->startThread(); },
-           [logger] { logger->disableOutputFile(); },
-           [logger] { logger->enableOutputFile(); },
-           [logger] { logger->flush(5); },
-           [logger, &random] { logger->setLogCategoryEnabled(random() % 4 != 0, random() % 4); }};
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-    while (std::chrono::steady_clock::now() < end) {
-        operations[random() % std::size(operations)]();
+    void (QtDebugLogger::*const operations[])()
+        = {&QtDebugLogger::clearData, &QtDebugLogger::stopThread, &QtDebugLogger::startThread,
+           &QtDebugLogger::disableOutputFile, &QtDebugLogger::enableOutputFile};
+    for (const QDeadlineTimer end(milliseconds); !end.hasExpired(); QThread::usleep(random() % 500)) {
+        (logger->*operations[random() % std::size(operations)])();
+        if (random() % 4 == 0)
+            logger->flush(5);
+        logger->setLogCategoryEnabled(random() % 4 != 0, random() % 4);
         logger->setLogCategoryEnabled(true, 1);
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 500));
     }
 }

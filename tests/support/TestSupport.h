@@ -30,11 +30,7 @@ inline QString operator""_q(const char *text, std::size_t size)
 /** Keeps the messages raised during its life as "type file:line function: text", one recorder at a time. */
 struct Recorder
 {
-    Recorder()
-        : formerHandler(qInstallMessageHandler(record))
-    {
-        messages().clear();
-    }
+    Recorder() { messages().clear(); }
     ~Recorder() { qInstallMessageHandler(formerHandler); }
     Q_DISABLE_COPY(Recorder)
 
@@ -48,7 +44,7 @@ struct Recorder
         messages().append(QString::asprintf("%d %s:%d %s: ", type, at.file, at.line, at.function) + text);
     }
 
-    const QtMessageHandler formerHandler;
+    const QtMessageHandler formerHandler = qInstallMessageHandler(record);
 };
 
 /** A time zone whose clock goes from 3:00 back to 2:00 at 1:00 UTC on 25 October 2026, for its life. */
