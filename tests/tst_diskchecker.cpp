@@ -10,14 +10,6 @@
 
 #include <limits>
 
-// A way to the guard's list, past its privacy.
-template <QStringList DiskChecker::*List> struct Opened
-{
-    friend QStringList &listOf(DiskChecker &guard) { return guard.*List; }
-};
-QStringList &listOf(DiskChecker &guard);
-template struct Opened<&DiskChecker::m_dirList>;
-
 class Guard : public DiskChecker
 {
     Q_OBJECT
@@ -31,7 +23,6 @@ public:
         appendFileFilter(filter);
     }
     using DiskChecker::isDiskFull;
-    using DiskChecker::listDir;
     using DiskChecker::removeOldestFile;
     using DiskChecker::updateFolder;
 };
@@ -120,22 +111,6 @@ private Q_SLOTS:
             QVERIFY2(QFile::exists(m_path + name), qPrintable(name));
         QVERIFY(!QFile::exists(m_path + names[0]));
         QVERIFY(!QFile::exists(m_path + names[1]));
-    }
-
-    void skipsEntriesThatItHasNotListed()
-    {
-        const QStringList names = makeLogs(13, m_path);
-        for (const int place : {0, 11, 13}) {
-            QCOMPARE(makeLogs(13, m_path), names);
-            Guard guard(m_path);
-            guard.listDir();
-            QVERIFY(makeFile(m_path + "stranger.log"_q) && QFile::exists(m_path + names[0]));
-            listOf(guard).insert(place, "stranger"_q);
-            QVERIFY(guard.removeOldestFile());
-            // The ten first entries of the list are kept, and with them the stranger's place.
-            QCOMPARE(logNames(m_path), names.mid(place == 0 ? 4 : 3) + QStringList("stranger.log"_q));
-            QVERIFY(QFile::remove(m_path + "stranger.log"_q));
-        }
     }
 
     void removesNothingWithoutADirectory()
