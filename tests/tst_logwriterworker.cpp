@@ -151,10 +151,6 @@ private Q_SLOTS:
         worker.write(4, {"d"_q});
         QCOMPARE(logNames().size(), kFilesKept + 17);
         QCOMPARE(writtenLogs(), QByteArray("c\nb\nd\n"));
-        worker.onClearData();
-        worker.write(2, {"e"_q});
-        if (writtenLogs().startsWith("c\ne\n")) // In the same second still, and so of the same name.
-            QCOMPARE(logNames().size(), kFilesKept + 17);
     }
 
     void takesTheGuardsMessages()
