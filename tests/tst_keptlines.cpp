@@ -32,7 +32,6 @@ enum class Disk { Sound, Full, Deadly, Stalled };
 std::atomic<Disk> disk{Disk::Sound};
 std::atomic<int> bytesTaken{0}; // By a write on a disk that is not sound.
 std::atomic<int> stepsLeft{-1}; // Before and after each of the calls below, until the process is killed.
-bool isMappingRefused = false;
 
 QString keptPath()
 {
@@ -223,29 +222,11 @@ extern "C" Q_DECL_EXPORT ssize_t write(int descriptor, const void *bytes, size_t
     return written > 0 ? written : -1;
 }
 
-extern "C" Q_DECL_EXPORT ssize_t pread(int descriptor, void *bytes, size_t size, off_t offset)
-{
-    return callReal<decltype(pread)>("pread64", descriptor, bytes, size, offset);
-}
-
 extern "C" Q_DECL_EXPORT int ftruncate(int descriptor, off_t size) noexcept
 {
     return callReal<int(int, off_t)>("ftruncate64", descriptor, size);
 }
 
-extern "C" Q_DECL_EXPORT off_t lseek(int descriptor, off_t offset, int whence) noexcept
-{
-    return callReal<off_t(int, off_t, int)>("lseek64", descriptor, offset, whence);
-}
-
-extern "C" Q_DECL_EXPORT void *mmap(void *place, size_t size, int access, int flags, int descriptor,
-                                    off_t offset) noexcept
-{
-    using Map = void *(void *, size_t, int, int, int, off_t);
-    if (isMappingRefused && descriptor >= 0)
-        return MAP_FAILED;
-    return callReal<Map>("mmap64", place, size, access, flags, descriptor, offset);
-}
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 class tst_KeptLines : public QObject
@@ -330,7 +311,7 @@ private Q_SLOTS:
                 isKilled ? ::_exit(0) : std::exit(0);
             });
         }
-        const auto fills = [row](const char *name, int lines, int bytes, bool isComplete, bool isSeen = false) {
+        const auto fills = [row](const char *name, int lines, int bytes, bool isComplete, bool isSeen) {
             const auto host = [lines, bytes, isSeen] {
                 QtDebugLogger *const logger = startLogging(bytes);
                 if (isSeen)
@@ -341,11 +322,8 @@ private Q_SLOTS:
             };
             row(name, lines, host, isComplete);
         };
-        fills("the usual size", 1500, 512 * 1024, true);
-        fills("more than fits", 5000, 512 * 1024, false);
-        fills("the least size", 100, 0, true);
-        fills("less than nothing", 100, std::numeric_limits<int>::min(), true);
-        fills("a chunk and a byte", 1000, 32 * 1024 + 1, false);
+        fills("more than fits", 5000, 512 * 1024, false, false);
+        fills("the least size", 100, std::numeric_limits<int>::min(), true, false);
         fills("seen by a host", 50, 0, true, true);
     }
     void survivesTheProcess()
@@ -414,7 +392,7 @@ private Q_SLOTS:
     void isKilledAtEveryStepOfTheRecovery()
     {
         int kills = 0;
-        const int most = effort() > 1 ? 1 : 8;
+        const int most = effort() > 1 ? 1 : 3;
         for (int step = 1, end = -SIGKILL; end == -SIGKILL; step += 1 + int(std::random_device()() % unsigned(most))) {
             init();
             run([] {
@@ -453,8 +431,6 @@ private Q_SLOTS:
             QFile::rename(path, path + "-linked"_q);
             QFile::link(path + "-linked"_q, path);
         });
-        row("one more life", "0-9 | 10-22",
-            [] { run([] { ::_exit(QtDebugLogger::getInstance()->keepWaitingLines(keptPath()) ? 0 : 1); }); });
     }
     void findsItsPlace()
     {
@@ -509,8 +485,6 @@ private Q_SLOTS:
             }
             if (attempt % 10 == 9)
                 damaged.truncate(int(random() % unsigned(kept.size())));
-            if (attempt % 20 == 18)
-                std::generate(damaged.begin() + 16, damaged.end(), [&random] { return char(random()); });
             if (attempt == 0) // A name that leads elsewhere.
                 damaged = QByteArray(kept).replace(kept.indexOf("log-20"), 15, QByteArray("../outside.log", 15));
             if (attempt == 1)
@@ -530,88 +504,62 @@ private Q_SLOTS:
 
     void refusesWhatIsNotSafelyOurs_data()
     {
-        QTest::addColumn<Action>("change"); // Of an empty file.
-        QTest::addColumn<bool>("isTaken");
-        static const QByteArray path = keptPath().toUtf8();
-        static const QByteArray other = path + ".other";
-        const auto row = [](const char *name, const Action &change, bool isTaken = false) {
-            QTest::newRow(name) << change << isTaken;
-        };
-        const auto makeLink = [](bool isSymbolic) {
-            ::rename(path.constData(), other.constData());
-            return isSymbolic ? ::symlink(other.constData(), path.constData())
-                              : ::link(other.constData(), path.constData());
-        };
-        row(
-            "empty", [] {}, true);
-        row(
-            "all zeros", [] { QFile::resize(keptPath(), 100000); }, true);
-        row("somebody's", [] { writeFile(keptPath(), "notes"); });
-        row("wider mode", [] { ::chmod(path.constData(), 0640); });
-        row("foreign owner", [] { ::chown(path.constData(), 1, 1) == 0 || ::chmod(path.constData(), 0666); });
-        row("hard link", [makeLink] { makeLink(false); });
-        row("symbolic link", [makeLink] { makeLink(true); });
-        row("FIFO", [] { ::remove(path.constData()) == 0 && ::mkfifo(path.constData(), 0600); });
-        row("folder", [] { ::remove(path.constData()) == 0 && ::mkdir(path.constData(), 0700); });
-        row("too large for this process", [] {
-            run([] { startLogging(1); });
-            isMappingRefused = true;
-        });
-    }
-    void refusesWhatIsNotSafelyOurs()
-    {
-        QFETCH(Action, change);
-        QFETCH(bool, isTaken);
-        const QByteArray path = keptPath().toUtf8();
-        QVERIFY(writeFile(keptPath(), {}));
-        change();
-        struct stat before = {};
-        struct stat after = {};
-        ::lstat(path.constData(), &before);
-        const int end = run(succeed);
-        isMappingRefused = false;
-        ::lstat(path.constData(), &after);
-        ::remove((path + ".other").constData());
-        ::remove(path.constData());
-        QCOMPARE(end, isTaken ? 0 : 9);
-        QCOMPARE(after.st_ino, before.st_ino);
-        QCOMPARE(after.st_mode, before.st_mode);
-        QVERIFY2(isTaken || after.st_size == before.st_size, qPrintable(QString::number(after.st_size)));
-    }
-
-    void refusesAtAWrongMoment_data()
-    {
         QTest::addColumn<QString>("path");
-        QTest::addColumn<Action>("prepare");
-        const auto row = [](const char *name, const QString &path, const Action &prepare) {
-            QTest::newRow(name) << path << prepare;
+        QTest::addColumn<Action>("prepare"); // Finds an empty file.
+        QTest::addColumn<bool>("isTaken");
+        static const QByteArray file = keptPath().toUtf8();
+        static const QByteArray other = file + ".other";
+        const auto row = [](const char *name, const Action &prepare, bool isTaken = false) {
+            QTest::newRow(name) << keptPath() << prepare << isTaken;
         };
-        row("on a disk", logDirectory() + "kept"_q, [] {});
-        row("in no folder", "/dev/shm/-/-"_q, [] {});
-        row("too long", "/dev/shm/"_q + QString(300, QLatin1Char('x')), [] {});
-        row("nowhere", {}, [] {});
-        row("twice", keptPath(), [] { startLogging(); });
-        row("after output was on", keptPath() + "-2"_q, [] {
-            QtDebugLogger::getInstance()->enableOutputFile();
-            QtDebugLogger::getInstance()->stopThread();
+        row("empty", Action([] {}), true);
+        row("all zeros", Action([] { QFile::resize(keptPath(), 100000); }), true);
+        row("somebody's", [] { writeFile(keptPath(), "notes"); });
+        row("wider mode", [] { ::chmod(file.constData(), 0640); });
+        row("foreign owner", [] { ::chown(file.constData(), 1, 1) == 0 || ::chmod(file.constData(), 0666); });
+        row("hard link", [] { ::link(file.constData(), other.constData()); });
+        row("symbolic link", [] {
+            ::rename(file.constData(), other.constData());
+            return ::symlink(other.constData(), file.constData());
         });
-        row("in a forked child", keptPath(), [] {
+        row("FIFO", [] { ::remove(file.constData()) == 0 && ::mkfifo(file.constData(), 0600); });
+        row("folder", [] { ::remove(file.constData()) == 0 && ::mkdir(file.constData(), 0700); });
+        row("twice", [] { startLogging(); });
+        row("in a forked child", [] {
             startLogging();
             int end = 0;
             if (::fork() != 0)
                 std::_Exit(::wait(&end) > 0 ? WEXITSTATUS(end) : 1);
         });
+        row("after output was on", [] {
+            QtDebugLogger::getInstance()->enableOutputFile();
+            QtDebugLogger::getInstance()->stopThread();
+        });
+        const QString longName(300, QLatin1Char('x'));
+        for (const QString &path : {logDirectory() + "kept"_q, "/dev/shm/-/-"_q, "/dev/shm/"_q + longName, QString()})
+            QTest::addRow("the path %s", qPrintable(path.left(30))) << path << Action([] {}) << false;
     }
-    void refusesAtAWrongMoment()
+    void refusesWhatIsNotSafelyOurs()
     {
         QFETCH(QString, path);
         QFETCH(Action, prepare);
-        const int end = run([prepare, path] {
+        QFETCH(bool, isTaken);
+        const QByteArray other = keptPath().toUtf8() + ".other";
+        QVERIFY(writeFile(keptPath(), {}));
+        const int end = run([prepare, file = path.toUtf8()] {
             prepare();
-            std::_Exit(QtDebugLogger::getInstance()->keepWaitingLines(path) ? 1 : 0);
+            struct stat before = {};
+            struct stat after = {};
+            ::lstat(file.constData(), &before);
+            const bool isKept = QtDebugLogger::getInstance()->keepWaitingLines(QString::fromUtf8(file));
+            ::lstat(file.constData(), &after);
+            const bool isSame = std::tie(before.st_ino, before.st_mode, before.st_size)
+                == std::tie(after.st_ino, after.st_mode, after.st_size);
+            std::_Exit(isKept ? 0 : isSame ? 9 : 8);
         });
-        QCOMPARE(end, 0);
-        QVERIFY(path == keptPath() || !QFile::exists(path));
+        ::remove(other.constData());
+        ::remove(keptPath().toUtf8().constData()); // A folder, too.
+        QCOMPARE(end, isTaken ? 0 : 9);
     }
 
     // A child that outlives its parent has neither the lock nor the lines, and keeps what it opens itself.
