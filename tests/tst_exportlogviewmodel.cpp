@@ -208,22 +208,9 @@ private Q_SLOTS:
         const std::pair<QString, std::function<void(List &)>> edits[] = {
             {"c.log b.log a.txt"_q, [](List &rows) { rows.setItemValue(2, "selected"_q, true); }},
             {"b.log"_q, [](List &rows) { rows.setItemValue(0, "selected"_q, QVariant()); }},
-            {"b.log"_q, [](List &rows) { rows.setItemValue(0, "selected"_q, "true"_q); }}, // a text is no mark
-            {"c.log b.log"_q, [](List &rows) { rows.setItemValue(0, "size"_q, 1); }},
             {"b.log"_q, [](List &rows) { rows.removeItemDataAt(0); }},
-            {"b.log c.log"_q, [](List &rows) { rows.moveUpItemDataAt(1); }},
             {"c.log b.log"_q, [](List &rows) { rows.setItemValue(0, "file_name"_q, "nicer"_q); }},
             {"a.txt b.log"_q, [](List &rows) { rows.setItemValue(0, "file_name"_q, "a.txt"_q); }}, // another row's name
-            {"b.log c.log"_q,
-             [](List &rows) {
-                 rows.setItemValue(0, "file_name"_q, "nicer"_q), rows.setItemValue(1, "file_name"_q, "nice"_q);
-                 rows.moveUpItemDataAt(1);
-             }},
-            {"b.log"_q, // of what takes the place of several rows, nothing is taken for a new name of one
-             [](List &rows) {
-                 rows.setListData({row("x"_q, true), row("b.log"_q, true), row("y"_q, true)});
-             }},
-            {"c.log b.log"_q, [](List &rows) { rows.setRoleNamesOfRow({}); }},
             {"c.log b.log"_q, [](List &rows) { rows.insertItemDataAt(0, row("x"_q, false)); }},
             {"c.log"_q, [](List &rows) { rows.removeItemDataAt(1), rows.addItemData(row("x"_q, false)); }},
             {"a.txt"_q, [](List &rows) { rows.clear(), rows.addItemData(row("a.txt"_q, true)); }},
@@ -329,37 +316,6 @@ private Q_SLOTS:
             QTRY_COMPARE(model.names(), "newer.log new.log"_q);
             QVERIFY(QDir(path("1"_q)).removeRecursively() && QDir(path("2"_q)).removeRecursively());
         }
-    }
-
-    void survivesAStormOfChanges()
-    {
-        const Recorder recorder;
-        WatchedModel model(m_folder->path());
-        for (int i = 0; i < 1000; ++i) {
-            const QString name = path("storm%1.log"_q.arg(i % 100));
-            QVERIFY(i / 100 % 2 == 0 ? makeFile(name, i) : QFile::remove(name));
-            i % 200 == 150 ? model.setAllSelected() : model.setSelected(i % 150);
-            model.setUnselected(i % 7);
-            if (i % 5 == 0)
-                QCoreApplication::processEvents();
-        }
-        QTRY_COMPARE(model.names(), "c.log b.log a.txt"_q);
-        const auto reports = Recorder::messages().filter("FileSystemDirectoryChanged: "_q).size();
-        QVERIFY(reports > 0 && Recorder::messages().filter("setCurrentFolder "_q).size() == 1 + reports);
-    }
-
-    // To read 10,000 sizes at the first "All" holds up a screen.
-    void takesSizesWithTheOrderByTime()
-    {
-        WatchedModel model;
-        model.setSortType(QDir::Time);
-        model.setCurrentFolder(m_folder->path());
-        QVERIFY(QFile::resize(path("a.txt"_q), 10240) && QFile::resize(path("c.log"_q), 10240));
-        model.rows->moveDownItemDataAt(0);
-        model.setAllSelected();
-        QCOMPARE(model.counters(), "3 5242881 KB"_q);
-        model.rows->removeItemDataAt(static_cast<int>(model.names().split(" "_q).indexOf("c.log"_q)));
-        QCOMPARE(model.counters(), "2 1 KB"_q);
     }
 };
 

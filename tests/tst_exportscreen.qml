@@ -75,32 +75,6 @@ Item {
             return ["resultTitle", "resultText", "detailText", "removeText"].map(text)
         }
 
-        function test_selecting() {
-            writeLogs(12, 1536)
-            open()
-            const all = () => click("allBox")
-            const steps = [[() => mark(0), "111", "1, 2 KB"], [() => mark(2), "111 109", "2, 3 KB"],
-                           [() => mark(0), "109", "1, 2 KB"], [all, rowNames(), "12, 18 KB"], [all, "", "0, "]]
-            for (const [step, names, counters] of steps) {
-                step()
-                compare([marked(), selection()], [names, counters])
-                compare(item("exportButton").enabled, names !== "")
-                compare(item("row2").marked, names.includes("109"))
-            }
-        }
-
-        // A host that shows another folder the moment that a log is marked.
-        function test_folderChangedByAMark() {
-            writeLogs(3, 1)
-            open()
-            const empty = disk.makeFolder()
-            const change = () => { screen.logFolder = empty }
-            screen.selectionChanged.connect(change)
-            mark(2)
-            screen.selectionChanged.disconnect(change)
-            compare([list().count, selection()], [0, "0, "])
-        }
-
         function test_rowsAndSorting() {
             write(100, 3000000, 1)
             write(101, 10, 0)
@@ -341,19 +315,6 @@ Item {
             compare(text("selectedNumberText"), "3")
         }
 
-        function test_cancelHalfWay() {
-            writeLogs(300, 5000)
-            open()
-            exportAll()
-            tryVerify(() => screen.job.filesDone >= 3)
-            click("cancelButton")
-            compare(text("stepText"), "Cancelling…")
-            const shown = result()
-            const copies = disk.list(stick).length
-            verify(copies >= 3 && copies < 300, copies)
-            compare(shown, ["Cancelled", copies + " of 300 logs copied.", "", "You may remove the stick."])
-        }
-
         function test_failures_data() {
             const removeLog = () => disk.remove(logs + "/log-101.log")
             return [
@@ -383,8 +344,7 @@ Item {
         }
 
         function test_nothingThere() {
-            disk.remove(stick)
-            disk.remove(logs)
+            verify(disk.remove(stick) && disk.remove(logs))
             open()
             compare([text("emptyTitle"), text("destinationText")], ["The log folder is missing", "No memory stick"])
             verify(text("noDestinationText").startsWith("Plug in the stick"))
@@ -396,7 +356,7 @@ Item {
             tryVerify(() => list().visible && list().count === 1)
             waitForRendering(view)
             mark(0)
-            verify(item("exportButton").enabled)
+            tryCompare(item("exportButton"), "enabled", true)
             // The empty mount point of a stick is none.
             view.destinationMustBeVolume = true
             compare([item("exportButton").enabled, text("destinationText")], [false, "No memory stick"])

@@ -31,7 +31,6 @@ namespace {
 enum class Disk { Sound, Full, Deadly, Stalled };
 std::atomic<Disk> disk{Disk::Sound};
 std::atomic<int> bytesTaken{0}; // By a write on a disk that is not sound.
-std::atomic<int> stepsLeft{-1}; // Before and after each of the calls below, until the process is killed.
 
 QString keptPath()
 {
@@ -184,35 +183,26 @@ QByteArray rangeTo(int end)
     return end > 1 ? "0-" + QByteArray::number(end - 1) : "0";
 }
 
-void takeStep()
+ssize_t realWrite(int descriptor, const void *bytes, size_t size)
 {
-    if (stepsLeft.load() > 0 && stepsLeft.fetch_sub(1) == 1)
-        ::raise(SIGKILL);
-}
-
-template <typename Function, typename... Arguments> auto callReal(const char *name, Arguments... arguments)
-{
-    takeStep();
-    const auto result = reinterpret_cast<Function *>(::dlsym(RTLD_NEXT, name))(arguments...);
-    takeStep();
-    return result;
+    return reinterpret_cast<decltype(write) *>(::dlsym(RTLD_NEXT, "write"))(descriptor, bytes, size);
 }
 
 ssize_t writePart(int descriptor, const void *bytes, size_t size)
 {
     const size_t taken = qMin(size, static_cast<size_t>(bytesTaken.exchange(0)));
-    return taken > 0 ? callReal<decltype(write)>("write", descriptor, bytes, taken) : 0;
+    return taken > 0 ? realWrite(descriptor, bytes, taken) : 0;
 }
 
 } // namespace
 
 // In the place of the C library's.
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
 extern "C" Q_DECL_EXPORT ssize_t write(int descriptor, const void *bytes, size_t size)
 {
     // No variable in memory: the address sanitizer misses that a cancelled thread leaves its stack.
     if (disk.load() == Disk::Sound || descriptor <= STDERR_FILENO || ::lseek(descriptor, 0, SEEK_CUR) < 0)
-        return callReal<decltype(write)>("write", descriptor, bytes, size);
+        return realWrite(descriptor, bytes, size);
     const ssize_t written = writePart(descriptor, bytes, size);
     if (disk.load() == Disk::Deadly)
         ::raise(SIGKILL);
@@ -221,13 +211,6 @@ extern "C" Q_DECL_EXPORT ssize_t write(int descriptor, const void *bytes, size_t
     errno = ENOSPC;
     return written > 0 ? written : -1;
 }
-
-extern "C" Q_DECL_EXPORT int ftruncate(int descriptor, off_t size) noexcept
-{
-    return callReal<int(int, off_t)>("ftruncate64", descriptor, size);
-}
-
-// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 class tst_KeptLines : public QObject
 {
@@ -386,32 +369,6 @@ private Q_SLOTS:
             QVERIFY2(isTold, qPrintable("%1 missing, %2 told"_q.arg(missing).arg(found.lost)));
         }
         QVERIFY(lines > 0);
-    }
-
-    // With a write cut short, a full queue and lines outside the file behind it.
-    void isKilledAtEveryStepOfTheRecovery()
-    {
-        int kills = 0;
-        const int most = effort() > 1 ? 1 : 3;
-        for (int step = 1, end = -SIGKILL; end == -SIGKILL; step += 1 + int(std::random_device()() % unsigned(most))) {
-            init();
-            run([] {
-                startLogging(1);
-                raiseOn(Disk::Deadly, 200, 0, 300);
-            });
-            end = run([step] {
-                stepsLeft.store(step);
-                succeed();
-            });
-            kills += end == -SIGKILL ? 1 : 0;
-            const QByteArray text = recovered();
-            const Tally found = tally();
-            QCOMPARE(found.numbers[0].size() + found.lost, qint64(300));
-            QVERIFY2(std::is_sorted(found.numbers[0].cbegin(), found.numbers[0].cend()), text.constData());
-            QVERIFY2(!text.contains("broken"), text.constData());
-        }
-        QVERIFY2(kills > 5, qPrintable(QString::number(kills)));
-        qInfo("%d recoveries were killed", kills);
     }
 
     void findsItsPlace_data()

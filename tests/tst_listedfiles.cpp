@@ -19,42 +19,21 @@ private Q_SLOTS:
         QTest::addColumn<QString>("files");
         QTest::addColumn<QString>("all");
 
-        QTest::newRow("nothing changed") << "a b c"
-                                         << "a1 b2 c3"
-                                         << "a b c";
-        QTest::newRow("moved") << "c a b"
-                               << "c3 a1 b2"
-                               << "c a b";
-        QTest::newRow("removed") << "a c"
-                                 << "a1 c3"
-                                 << "a c b";
-        QTest::newRow("removed and back elsewhere") << "a c,a c b"
-                                                    << "a1 c3 b2"
-                                                    << "a c b";
-        QTest::newRow("renamed") << "a nice c"
-                                 << "a1 b2 c3"
-                                 << "a b c";
-        QTest::newRow("renamed, then moved") << "a nice c,nice c a"
-                                             << "b2 c3 a1"
-                                             << "b c a";
-        QTest::newRow("two renamed at once") << "x y c"
-                                             << "-0 -0 c3"
-                                             << "c a b";
-        QTest::newRow("renamed to another file's name") << "b b c"
-                                                        << "b2 -0 c3"
-                                                        << "b c a";
-        QTest::newRow("name of a file given up comes back") << "b c,a b c"
-                                                            << "a1 b2 c3"
-                                                            << "a b c";
-        QTest::newRow("row of no file") << "a b c other"
-                                        << "a1 b2 c3 -0"
-                                        << "a b c";
-        QTest::newRow("one name on two rows") << "a b c a"
-                                              << "a1 b2 c3 -0"
-                                              << "a b c";
-        QTest::newRow("no rows") << ""
-                                 << ""
-                                 << "a b c";
+        const auto row = [](const char *name, const char *steps, const char *files, const char *all) {
+            QTest::newRow(name) << steps << files << all;
+        };
+        row("nothing changed", "a b c", "a1 b2 c3", "a b c");
+        row("moved", "c a b", "c3 a1 b2", "c a b");
+        row("removed", "a c", "a1 c3", "a c b");
+        row("removed and back elsewhere", "a c,a c b", "a1 c3 b2", "a c b");
+        row("renamed", "a nice c", "a1 b2 c3", "a b c");
+        row("renamed, then moved", "a nice c,nice c a", "b2 c3 a1", "b c a");
+        row("two renamed at once", "x y c", "-0 -0 c3", "c a b");
+        row("renamed to another file's name", "b b c", "b2 -0 c3", "b c a");
+        row("name of a file given up comes back", "b c,a b c", "a1 b2 c3", "a b c");
+        row("row of no file", "a b c other", "a1 b2 c3 -0", "a b c");
+        row("one name on two rows", "a b c a", "a1 b2 c3 -0", "a b c");
+        row("no rows", "", "", "a b c");
     }
 
     void followsTheNamesOfRows()

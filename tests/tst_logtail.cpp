@@ -10,32 +10,15 @@
 #include <QMetaObject>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 
-#include <atomic>
 #include <cstdio>
-#include <functional>
 #include <memory>
-#include <thread>
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <pthread.h>
 #include <sys/fanotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-static bool hasThreads = true;
-
-// In the place of the C library's.
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
-extern "C" Q_DECL_EXPORT int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*run)(void *),
-                                            void *argument) noexcept
-{
-    static const auto call = reinterpret_cast<decltype(&::pthread_create)>(::dlsym(RTLD_NEXT, "pthread_create"));
-    return hasThreads ? call(thread, attributes, run, argument) : EAGAIN;
-}
 
 namespace {
 
@@ -77,7 +60,6 @@ QStringList texts(const LogTail &tail)
 }
 
 using Texts = QStringList;
-using Disturb = std::function<bool(int turn)>;
 
 /** A model that looks as often as it can. */
 struct Tail : LogTail // clazy:exclude=missing-qobject-macro
@@ -102,7 +84,7 @@ public:
         const auto text = [&tail](int row) { return tail.index(row).data(LogTail::TextRole).toString(); };
         connect(&tail, &LogTail::modelReset, this, [this, &tail] { shown = texts(tail), ++resets; });
         connect(&tail, &LogTail::rowsInserted, this, [this, text](const QModelIndex &, int first, int last) {
-            for (++insertions; first <= last; ++first)
+            for (; first <= last; ++first)
                 shown.insert(first, text(first));
         });
         connect(&tail, &LogTail::rowsRemoved, this, [this](const QModelIndex &, int first, int last) {
@@ -114,7 +96,6 @@ public:
 
     QStringList shown;
     int resets = 0;
-    int insertions = 0;
 
 private:
     QAbstractItemModelTester m_tester;
@@ -122,13 +103,17 @@ private:
 
 } // namespace
 
-Q_DECLARE_METATYPE(Disturb)
-
 class tst_LogTail : public QObject
 {
     Q_OBJECT
 
-    QString path(const QString &name = "a.log"_q) const { return m_folder->filePath(name); }
+    QString path(const QString &name = "a.log"_q) const { return QDir(m_folder->path()).filePath(name); }
+
+    /** Puts another file in the place of the one at path(). */
+    bool replace(const QByteArray &bytes) const
+    {
+        return write(path("new"_q), bytes) && std::rename(qPrintable(path("new"_q)), qPrintable(path())) == 0;
+    }
 
     /** Makes a file of `bytes`, a model of it and a view, and waits for so many `rows`. */
     bool open(const QByteArray &bytes, int rows)
@@ -157,42 +142,32 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QStringList>("rows"); // level, time, place and text; "@" for those of record()
-        const QByteArray stamp = "[2026-11-16 18:00:05] <";
+        const QByteArray head = "[2026-11-16 18:00:05] <Debug:> ";
         const auto row = [](const char *name, const QByteArray &bytes, const Texts &rows) {
             QTest::newRow(name) << bytes << rows;
         };
-        row("empty", "", {});
         row("one of each level",
             record("a") + record("b", "Other") + record("c", "Warning") + record("d", "Critical")
                 + record("e", "Fatal"),
             {"1@a"_q, "2@b"_q, "3@c"_q, "4@d"_q, "5@e"_q});
         row("line breaks in the text", record("a\n\n b\n[c") + record("d"), {"1@a\n\n b\n[c"_q, "1@d"_q});
-        row("no line break at the end", record("a").chopped(2), {"1@a"_q});
-        row("no source file", stamp + "Debug:>  0: a: 1: b\n", {"1|2026-11-16 18:00:05||a: 1: b"_q});
-        row("source file with blanks and colons", stamp + "Debug:> a 1:b: c:2 33: d 4: e\n",
+        row("no source file", head + " 0: a: 1: b\n", {"1|2026-11-16 18:00:05||a: 1: b"_q});
+        row("blanks and colons in the place", head + "a 1:b: c:2 33: d 4: e",
             {"1|2026-11-16 18:00:05|a 1:b: c:2 33|d 4: e"_q});
-        row("no text", stamp + "Debug:> main.cpp 42: \n", {"1@"_q});
-        row("no place", stamp + "Debug:> a\n", {"1|2026-11-16 18:00:05||a"_q});
-        row("not ours", "a\n\nb\r\n\tc", {"0|||a"_q, "0|||"_q, "0|||b"_q, "0||| c"_q});
-        row("first lines not ours", "a\nb\n" + record("c"), {"0|||a"_q, "0|||b"_q, "1@c"_q});
-        row("wrong time", "[2026-11-16 18:00:0x] <Debug:> a 1: b", {"0|||[2026-11-16 18:00:0x] <Debug:> a 1: b"_q});
-        row("wrong label", stamp + "Trace:> a 1: b", {"0|||[2026-11-16 18:00:05] <Trace:> a 1: b"_q});
-        row("begun like ours", "[\n[2026-11-16 18:00:05] \n", {"0|||["_q, "0|||[2026-11-16 18:00:05] "_q});
+        row("neither place nor text", head + "\n", {"1|2026-11-16 18:00:05||"_q});
+        row("first lines not ours", "a\n\nb\r\n\tc\n" + record("d"),
+            {"0|||a"_q, "0|||"_q, "0|||b"_q, "0||| c"_q, "1@d"_q});
+        row("begun like ours", "[\n[2026-11-16 18:00:05] \n[2026-11-16 18:00:0x] <Debug:> a",
+            {"0|||["_q, "0|||[2026-11-16 18:00:05] "_q, "0|||[2026-11-16 18:00:0x] <Debug:> a"_q});
         row("control characters", record(QByteArray("a\0\x1b[31m\x7f\xc2\x85z", 11)),
             {"1@a\uFFFD\uFFFD[31m\uFFFD\uFFFDz"_q});
         row("separators and marks of direction", record("a" + QByteArray::fromHex("e280a8e280aee281a6d89c") + "z"),
             {"1@a\uFFFD\uFFFD\uFFFD\uFFFDz"_q});
         row("no UTF-8", record("a\xff\xed\xa0\x80z\xc3"), {"1@a\uFFFD\uFFFD\uFFFD\uFFFDz\uFFFD"_q});
-        row("2,000 characters", record(QByteArray(2000, 'x')), {"1@"_q + "x"_q.repeated(2000)});
-        row("2,001 characters", record(QByteArray(2001, 'x')), {"1@"_q + "x"_q.repeated(2000) + "…"_q});
         row("2,000 characters of three bytes", record(QByteArray("€").repeated(2000)), {"1@"_q + "€"_q.repeated(2000)});
         row("a pair of surrogates at the limit", record(QByteArray(1999, 'x') + "\xf0\x9f\x98\x80"),
             {"1@"_q + "x"_q.repeated(1999) + "…"_q});
-        row("2,000 characters in many lines",
-            record("x" + QByteArray(999, '\n') + QByteArray("y\n").repeated(1000) + "z"),
-            {"1@x"_q + "\n"_q.repeated(999) + "y\n"_q.repeated(500) + "…"_q});
-        row("a line of 20 MiB", QByteArray(20 * kMebibyte, 'x') + "\na", {"0|||a"_q});
-        row("a line of 20 MiB alone", QByteArray(20 * kMebibyte, '\0'), {"0|||"_q + "\uFFFD"_q.repeated(2000) + "…"_q});
+        row("a line of 20 MiB", QByteArray(20 * kMebibyte, '\0'), {"0|||"_q + "\uFFFD"_q.repeated(2000) + "…"_q});
         row("a record of 3 MiB", record("a") + record(QByteArray("b\n").repeated(3 * kMebibyte / 2)),
             {"1@a"_q, "1@"_q + "b\n"_q.repeated(1000) + "…"_q});
     }
@@ -220,18 +195,12 @@ private Q_SLOTS:
         QTest::addColumn<LogTail::Level>("level");
         QTest::addColumn<QString>("shown"); // the number of rows, the first line of the first, the last
         QTest::addColumn<bool>("atStart");
-        const auto all = LogTail::Level::None;
-        const auto warnings = LogTail::Level::Warning;
         const auto lines = [](int mebibytes) { return QByteArray("x\n").repeated(kMebibyte * mebibytes / 2); };
-        QTest::newRow("2,000 records") << records(1, 2000) << all << "2000: 1 2000"_q << true;
-        QTest::newRow("2,001 records") << records(1, 2001) << all << "2000: 2 2001"_q << false;
-        QTest::newRow("begun inside a record") << record(lines(18)) + records(1, 3) << all << "3: 1 3"_q << false;
-        QTest::newRow("50 MiB of short lines") << lines(50) + "y" << all << "2000: x y"_q << false;
-        QTest::newRow("a warning 8 MiB before the end")
-            << record("a", "Warning") + lines(8) + record("b", "Critical") << warnings << "2: a b"_q << true;
-        QTest::newRow("a warning 17 MiB before the end")
-            << record("a", "Warning") + records(1, 20) + lines(17) + record("b", "Fatal") + record("c", "Other")
-            << warnings << "1: b b"_q << false;
+        QTest::newRow("2,001 records") << records(1, 2001) << LogTail::Level::None << "2000: 2 2001"_q << false;
+        QTest::newRow("begun inside a record")
+            << record(lines(18)) + records(1, 3) << LogTail::Level::None << "3: 1 3"_q << false;
+        QTest::newRow("a warning 8 MiB before the end") << record("a", "Warning") + lines(8) + record("b", "Critical")
+                                                        << LogTail::Level::Warning << "2: a b"_q << true;
     }
 
     void showsTheEndOfALargeFile()
@@ -253,14 +222,11 @@ private Q_SLOTS:
     void followsTheFile()
     {
         QVERIFY(open(records(1, 3), 3));
-        QCOMPARE(m_view->resets, 1);
-
         // Cut anywhere: inside a head, inside a character, between a record and its further lines.
         QVERIFY(append(path(), "[2026-11-16 18:"));
         TRY_COMPARE(m_view->shown, Texts({"1"_q, "2"_q, "3\n\n[2026-11-16 18:"_q}));
         QVERIFY(append(path(), "00:05] <Warning:> a.cpp 1: 4\xe2"));
         TRY_COMPARE(m_view->shown, Texts({"1"_q, "2"_q, "3"_q, "4\uFFFD"_q}));
-        QCOMPARE(m_tail->index(3).data(LogTail::LevelRole).toInt(), static_cast<int>(LogTail::Level::Warning));
         QVERIFY(append(path(), "\x82\xac\n\n"));
         TRY_COMPARE(m_view->shown, Texts({"1"_q, "2"_q, "3"_q, "4€"_q}));
         QVERIFY(append(path(), "b\n" + record("5")));
@@ -293,7 +259,6 @@ private Q_SLOTS:
         TRY_COMPARE(m_view->shown, Texts({"c"_q, "d\ne"_q, "h"_q, "i"_q}));
         QVERIFY(QFile::remove(path()) && write(path(), "x\ny\n"));
         TRY_COMPARE(m_view->shown, Texts());
-        QCOMPARE(m_tail->state(), LogTail::State::Ready);
         QVERIFY(!m_tail->hasLevels());
     }
 
@@ -310,37 +275,26 @@ private Q_SLOTS:
         m_tail->setFollowing(true);
         TRY_COMPARE(m_view->shown, Texts({"a"_q, "b"_q, "c"_q}));
         QCOMPARE(m_view->resets, 1);
-        // What is set meanwhile is read once.
-        m_tail->setFollowing(false);
-        m_tail->setPath(QString());
-        m_tail->setPath(path());
-        TRY_COMPARE(m_view->shown, Texts({"a"_q, "b"_q, "c"_q}));
-    }
-
-    void beginsAnewWithAnotherFile_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("way");
-        for (const char *way : {"written anew", "removed first", "renamed"}) {
-            QTest::addRow("shorter, %s", way) << QByteArray("b\n") << QString::fromLatin1(way);
-            QTest::addRow("of the same size, %s", way) << QByteArray("b1\nb2\n") << QString::fromLatin1(way);
-            QTest::addRow("longer, %s", way) << QByteArray("b1\nb2\nb3\nb4\n") << QString::fromLatin1(way);
-            QTest::addRow("empty, %s", way) << QByteArray() << QString::fromLatin1(way);
-        }
     }
 
     void beginsAnewWithAnotherFile()
     {
-        QFETCH(const QByteArray, bytes);
-        QFETCH(const QString, way);
         QVERIFY(open("a1\na2\n", 2));
-        QVERIFY(way != "removed first"_q || QFile::remove(path()));
-        QVERIFY(write(way == "renamed"_q ? path("new"_q) : path(), bytes));
-        QVERIFY(way != "renamed"_q || std::rename(qPrintable(path("new"_q)), qPrintable(path())) == 0);
-        TRY_COMPARE(m_view->shown.join("\n"_q), QString::fromLatin1(bytes).trimmed());
-        QVERIFY(append(path(), "c\n"));
-        TRY_COMPARE(m_view->shown.value(m_view->shown.size() - 1), "c"_q);
-        QCOMPARE(m_view->resets, 2);
+        QVERIFY(write(path(), "b1\nb2\n"));
+        TRY_COMPARE(m_view->shown, Texts({"b1"_q, "b2"_q}));
+        QVERIFY(write(path(), "c1\nc2\nc3\n"));
+        TRY_COMPARE(m_view->shown, Texts({"c1"_q, "c2"_q, "c3"_q}));
+        QVERIFY(write(path(), "c1\n"));
+        TRY_COMPARE(m_view->shown, Texts("c1"_q));
+        // Another file, although it begins like the one before.
+        QVERIFY(replace("c1\nd\n"));
+        TRY_COMPARE(m_view->shown, Texts({"c1"_q, "d"_q}));
+        QCOMPARE(m_view->resets, 5);
+        QVERIFY(append(path(), "e\n"));
+        TRY_COMPARE(m_view->shown, Texts({"c1"_q, "d"_q, "e"_q}));
+        QVERIFY(replace(""));
+        TRY_COMPARE(m_view->shown, Texts());
+        QCOMPARE(m_view->resets, 6);
     }
 
     void keepsTheRowsOfAFileThatIsGone()
@@ -358,52 +312,24 @@ private Q_SLOTS:
 
     void tellsWhyThereIsNothing_data()
     {
-        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("file");
         QTest::addColumn<LogTail::State>("state");
-        const auto row = [](const char *title, const QString &name, LogTail::State state) {
-            QTest::newRow(title) << name << state;
-        };
-        row("missing", "none"_q, LogTail::State::Missing);
-        row("in a missing folder", "none/none"_q, LogTail::State::Missing);
-        row("below a file", "file/none"_q, LogTail::State::Missing);
-        row("name with NUL", "file\0x"_q, LogTail::State::Missing);
-        row("dangling link", "dangling"_q, LogTail::State::Missing);
-        row("link to itself", "loop"_q, LogTail::State::Unreadable);
-        row("folder", "."_q, LogTail::State::Unreadable);
-        row("FIFO", "fifo"_q, LogTail::State::Unreadable);
-        row("device", "device"_q, LogTail::State::Unreadable);
-        row("link to a file", "link"_q, LogTail::State::Ready);
+        QTest::newRow("missing") << "none"_q << LogTail::State::Missing;
+        QTest::newRow("name with NUL") << "file\0x"_q << LogTail::State::Missing;
+        QTest::newRow("folder") << "."_q << LogTail::State::Unreadable;
+        QTest::newRow("FIFO") << "fifo"_q << LogTail::State::Unreadable;
+        QTest::newRow("device") << "/dev/zero"_q << LogTail::State::Unreadable;
+        QTest::newRow("link to a file") << "link"_q << LogTail::State::Ready;
     }
 
     void tellsWhyThereIsNothing()
     {
-        QFETCH(const QString, name);
-        QVERIFY(write(path("file"_q), "a\n") && ::mkfifo(qPrintable(path("fifo"_q)), 0600) == 0);
-        for (const char *link : {"none dangling", "loop loop", "file link", "/dev/zero device"}) {
-            const QStringList ends = QString::fromLatin1(link).split(" "_q);
-            QVERIFY(QFile::link(ends[0], path(ends[1])));
-        }
-        Tail tail(path(name));
+        QFETCH(const QString, file);
+        QVERIFY(write(path("file"_q), "a\n") && QFile::link("file"_q, path("link"_q)));
+        QVERIFY(::mkfifo(qPrintable(path("fifo"_q)), 0600) == 0);
+        Tail tail(path(file));
         QTRY_VERIFY_WITH_TIMEOUT(tail.state() != LogTail::State::Loading, 120000);
         QTEST(tail.state(), "state");
-        QVERIFY(write(path("good"_q), "b\n"));
-        tail.setPath(path("good"_q));
-        TRY_COMPARE(texts(tail), Texts("b"_q));
-    }
-
-    void showsTheLastOfManyPaths()
-    {
-        QVERIFY(open("b\n", 1));
-        QVERIFY(write(path("large"_q), QByteArray("x\n").repeated(kMebibyte * 8)));
-        for (int number = 0; number < 1000; ++number) {
-            m_tail->setPath(number % 2 == 0 ? path("large"_q) : path());
-            m_tail->setLowestLevel(number % 3 == 0 ? LogTail::Level::Fatal : LogTail::Level::None);
-            if (number % 50 == 0)
-                QTest::qWait(number % 7);
-        }
-        TRY_COMPARE(m_tail->state(), LogTail::State::Ready);
-        m_tail->setLowestLevel(LogTail::Level::None);
-        TRY_COMPARE(m_view->shown, Texts("b"_q));
     }
 
     // A slot that deletes the model, or sets another path, at each of its signals.
@@ -418,7 +344,6 @@ private Q_SLOTS:
         rows("path", {"pathChanged()", "modelAboutToBeReset()", "modelReset()", "countChanged()", "stateChanged()"});
         rows("level",
              {"lowestLevelChanged()", "modelAboutToBeReset()", "modelReset()", "countChanged()", "stateChanged()"});
-        rows("following", {"followingChanged()"});
         rows("growth",
              {"countChanged()", "rowsInserted(QModelIndex,int,int)",
               "dataChanged(QModelIndex,QModelIndex,QVector<int>)"});
@@ -443,8 +368,6 @@ private Q_SLOTS:
                 m_tail->setPath(QString());
             else if (cause == "level"_q)
                 m_tail->setLowestLevel(LogTail::Level::Fatal);
-            else if (cause == "following"_q)
-                m_tail->setFollowing(false);
             else
                 QVERIFY(append(path(), "x\n\n" + records(1, 3)));
             if (ending.isEmpty()) {
@@ -454,28 +377,6 @@ private Q_SLOTS:
                 m_tail->setLowestLevel(LogTail::Level::None);
                 TRY_COMPARE(texts(*m_tail), Texts("b"_q));
             }
-        }
-    }
-
-    void outlivesARefusedThread()
-    {
-        QVERIFY(write(path(), "a\n"));
-        LogTail tail;
-        hasThreads = false;
-        tail.setPath(path());
-        hasThreads = true;
-        TRY_COMPARE(tail.state(), LogTail::State::Unreadable);
-        tail.setLowestLevel(LogTail::Level::Debug);
-        TRY_COMPARE(tail.state(), LogTail::State::Ready);
-    }
-
-    void endsSoonWhileItReads()
-    {
-        QVERIFY(write(path(), QByteArray(64 * kMebibyte, 'x')));
-        for (int delay = 0; delay < 10; ++delay) {
-            m_tail = std::make_unique<Tail>(path());
-            QTest::qWait(delay);
-            QVERIFY(endsWithinASecond());
         }
     }
 
@@ -493,54 +394,12 @@ private Q_SLOTS:
         pollfd asked = {guard, POLLIN, 0};
         TRY_COMPARE(::poll(&asked, 1, 0), 1);
         QVERIFY(::read(guard, &event, sizeof event) > 0);
-        QVERIFY(endsWithinASecond());
+        QElapsedTimer timer;
+        timer.start();
+        m_tail.reset();
+        QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
         ::close(event.fd);
         ::close(guard);
-    }
-
-    // A writer disturbs each look. When it has done, the model agrees with the file.
-    void agreesInTheEnd_data()
-    {
-        QTest::addColumn<Disturb>("disturb");
-        QTest::newRow("the file grows") << Disturb([this](int turn) { return append(path(), records(turn, turn)); });
-        QTest::newRow("the file is replaced by a longer one") << Disturb([this](int turn) {
-            return write(path("new"_q), records(turn, turn + turn % 20))
-                && std::rename(qPrintable(path("new"_q)), qPrintable(path())) == 0;
-        });
-        QTest::newRow("the file is truncated and written anew")
-            << Disturb([this](int turn) { return write(path(), records(turn, turn + turn % 20)); });
-        QTest::newRow("the file is truncated while read") << Disturb([this](int turn) {
-            return write(path(), QByteArray("x\n").repeated(kMebibyte))
-                && ::truncate(qPrintable(path()), turn % 1000) == 0;
-        });
-    }
-
-    void agreesInTheEnd()
-    {
-        QFETCH(const Disturb, disturb);
-        QVERIFY(open(records(0, 9), 10));
-        std::atomic<bool> isOver{false};
-        std::atomic<bool> isGood{true};
-        std::thread writer([&] {
-            for (int turn = 10; !isOver; ++turn) {
-                isGood = disturb(turn) && isGood;
-                QThread::usleep(1000);
-            }
-            isGood = isGood && append(path(), "\n" + record("last"));
-        });
-        QTest::qWait(2500);
-        const int insertions = m_view->insertions;
-        isOver = true;
-        writer.join();
-        QVERIFY(isGood);
-        TRY_COMPARE(texts(*m_tail).value(m_tail->count() - 1), "last"_q);
-        Tail fresh(path());
-        TRY_COMPARE(fresh.state(), LogTail::State::Ready);
-        TRY_COMPARE(m_view->shown, texts(fresh));
-        if (QByteArray(QTest::currentDataTag()) == "the file grows") {
-            QCOMPARE(m_view->resets, 1);
-            QVERIFY2(insertions >= 2 && insertions <= 27, qPrintable(QString::number(insertions)));
-        }
     }
 
 public Q_SLOTS:
@@ -553,14 +412,6 @@ public Q_SLOTS:
     }
 
 private:
-    bool endsWithinASecond()
-    {
-        QElapsedTimer timer;
-        timer.start();
-        m_tail.reset();
-        return timer.elapsed() < 1000;
-    }
-
     QString m_ending; // The path to set, or empty to delete.
 };
 
