@@ -184,11 +184,6 @@ private Q_SLOTS:
         QVERIFY(isDone && !wasDoneWithinReset);
         // The row that the other thread had checked was gone by its turn.
         QCOMPARE(model.get(1).value("name"_q), "C"_q);
-
-        connect(&model, &CommonListViewModel::countUpdated, &context,
-                [&] { std::thread([&] { model.removeItemDataAt(0); }).join(); });
-        model.setListData({record("X"_q), record("Y"_q)});
-        QCOMPARE(model.get(0).value("name"_q), "Y"_q);
     }
 
     void readsByRoleAndAsJson()

@@ -69,23 +69,6 @@ private Q_SLOTS:
         QCOMPARE(logNames(m_path), names.mid(5));
     }
 
-    void ordersByTheTrueInstantThenByName()
-    {
-        const RepeatedHour repeatedHour;
-        QStringList names = {"older.log"_q, "newer.log"_q};
-        QVERIFY(makeFile(m_path + names[0], 0, RepeatedHour::at(-10)));
-        QVERIFY(makeFile(m_path + names[1], 0, RepeatedHour::at(10)));
-        for (int number = 0; number < kFilesKept; ++number) {
-            const QString letter = number % 2 == 0 ? "K"_q : "a"_q;
-            QVERIFY(makeFile(m_path + letter + QString::number(number) + ".log"_q, 0, RepeatedHour::at(1000)));
-        }
-        names.append(QDir(m_path).entryList(QDir::Files, QDir::Time).at(kFilesKept - 1));
-        const Recorder recorder;
-        QVERIFY(Guard(m_path).updateFolder());
-        QVERIFY(makeFile(m_path + "x.log"_q, 0, RepeatedHour::at(1001)) && Guard(m_path).updateFolder());
-        QCOMPARE(Recorder::messages(), removalsOf(names));
-    }
-
     void matchesNamesAsQDirDoes()
     {
         for (const QString &filter : {"a;*.log"_q, "a *.log"_q, QString(), "*"_q, "LOG-*[0-9].l?G"_q}) {

@@ -27,7 +27,7 @@ public:
     explicit WatchedModel(const QString &folder = {})
         : ExportLogViewModel(nullptr)
     {
-        const auto announced = [this] { check(), hostsSlot(); };
+        const auto announced = [this] { check(); };
         const CommonListViewModel *list = rows.data();
         connect(list, &CommonListViewModel::modelAboutToBeReset, this, announced);
         connect(list, &CommonListViewModel::modelReset, this, announced);
@@ -64,7 +64,6 @@ public:
     const CommonListViewModelPointer rows = fileListViewModel();
     int changes = 0;
     QStringList disagreements;
-    std::function<void()> hostsSlot = [] {};
 
 private:
     void check()
@@ -230,40 +229,6 @@ private Q_SLOTS:
             model.rows->addItemData(row("stranger"_q, true));
             QCOMPARE(model.counters() + model.exported(), "1 0 KB"_q);
             model.disagreements.clear(); // Neither has a stranger a path.
-        }
-    }
-
-    void agreesWhileSlotsChangeRows()
-    {
-        QVERIFY(makeFile(path("sub/d.log"_q)) && makeFile(path("sub/e.log"_q)));
-        WatchedModel model;
-        const std::function<void()> changes[] = {[&] { model.setSelected(0); },
-                                                 [&] { model.rows->setItemValue(1, "selected"_q, true); },
-                                                 [&] { model.setUnselected(1); },
-                                                 [&] { model.rows->removeItemDataAt(0); },
-                                                 [&] { model.rows->moveDownItemDataAt(0); },
-                                                 [&] { model.setCurrentFolder(path("sub"_q)); }};
-        unsigned turn = 0;
-        bool isBusy = false;
-        model.hostsSlot = [&] {
-            if (!std::exchange(isBusy, true)) {
-                changes[turn++ % std::size(changes)]();
-                isBusy = false;
-            }
-        };
-        for (int round = 0; round < 40; ++round) {
-            turn = static_cast<unsigned>(round);
-            model.setCurrentFolder(m_folder->path());
-            model.setAllSelected();
-            model.setSelected(round % 3);
-            model.setUnselected(round % 2);
-            model.setNoneSelected();
-            QStringList paths(model.currentFolderPath() + "/-"_q);
-            isBusy = true;
-            model.setAllSelected();
-            isBusy = false;
-            model.getSelectedLogs(paths);
-            QCOMPARE(QFileInfo(paths.constLast()).path(), model.currentFolderPath());
         }
     }
 

@@ -9,12 +9,10 @@
 
 #include <QQmlContext>
 #include <QQmlEngine>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtQuickTest>
 
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include <dlfcn.h>
@@ -78,15 +76,6 @@ public:
         return canMount && ::mount(type, QFile::encodeName(path).constData(), type, flags, qPrintable(options)) == 0;
     }
     Q_INVOKABLE void log(const QString &text) { qInfo() << text; }
-    /** Collects what Qt Quick complains of. Switching the logger on or off takes the message handler away. */
-    Q_INVOKABLE void watchComplaints()
-    {
-        watching = this;
-        const QtMessageHandler former = qInstallMessageHandler(takeMessage);
-        if (former != takeMessage)
-            formerHandler = former;
-    }
-    Q_INVOKABLE QStringList takeComplaints() { return std::exchange(m_complaints, {}); }
     Q_INVOKABLE bool flushLog() { return QtDebugLogger::getInstance()->flush(5000); }
 
 public Q_SLOTS: // Called by Qt Quick Test.
@@ -94,17 +83,6 @@ public Q_SLOTS: // Called by Qt Quick Test.
     void qmlEngineAvailable(QQmlEngine *engine) { engine->rootContext()->setContextProperty("disk"_q, this); }
 
 private:
-    static void takeMessage(QtMsgType type, const QMessageLogContext &context, const QString &text)
-    {
-        if (type != QtDebugMsg && type != QtInfoMsg && text.contains(QRegularExpression("qml|Qt Quick"_q)))
-            watching->m_complaints += text;
-        else if (formerHandler)
-            formerHandler(type, context, text);
-    }
-    static inline Disk *watching = nullptr;
-    static inline QtMessageHandler formerHandler = nullptr;
-
-    QStringList m_complaints;
     const QString m_logDirectory = logDirectory();
     std::vector<std::unique_ptr<QTemporaryDir>> m_folders;
 };

@@ -207,19 +207,6 @@ private Q_SLOTS:
         QCOMPARE(takeAll(), texts.mid(2));
     }
 
-    void givesTheMemoryOfAFloodBack()
-    {
-        const QString text(86, QLatin1Char('x'));
-        const qint64 before = memoryInUse();
-        for (int lines = 0; lines < 100000; ++lines)
-            push(text);
-        const qint64 whileWaiting = memoryInUse();
-        takeAll();
-        QVERIFY2((whileWaiting - before) / 100000 < 320, qPrintable(QString::number(whileWaiting - before)));
-        const qint64 kept = memoryInUse() - m_memoryAtFirst; // After the floods of all tests before.
-        QVERIFY2(kept < 1024LL * 1024, qPrintable(QString::number(kept)));
-    }
-
     void holdsLinesOfAnyLength()
     {
         QStringList texts;
@@ -304,9 +291,6 @@ private Q_SLOTS:
         QCOMPARE(push("x"_q), LineOutcome::ToBeEmitted);
         queue().endEmission();
     }
-
-private:
-    const qint64 m_memoryAtFirst = memoryInUse();
 };
 
 QTEST_GUILESS_MAIN(tst_LogQueue)

@@ -29,9 +29,6 @@ namespace {
 
 constexpr qint64 kLimit = kFileSizeLimit;
 
-Worker *reentered = nullptr;
-unsigned long reenteredCategory = 0;
-
 QString onlyLogPath()
 {
     return logNames().size() == 1 ? logDirectory() + logNames().constFirst() : QString();
@@ -111,30 +108,6 @@ private Q_SLOTS:
         QTEST(writtenLogs(), "inNextFile");
     }
 
-    void staysSilentAfterAFailedReplacement()
-    {
-        const QString directory = logDirectory().chopped(1);
-        Worker worker(nullptr);
-        worker.write(1, {"first"_q});
-        QVERIFY(QFile::resize(onlyLogPath(), kLimit));
-        QVERIFY(removeLogDirectory());
-        QVERIFY(makeFile(directory));
-        const QString earliest = worker.makeLogFilePath(1);
-        worker.write(1, {"lost"_q});
-        const QString latest = worker.makeLogFilePath(1);
-        QVERIFY(removeLogDirectory());
-        QVERIFY(QDir().mkdir(directory));
-        worker.write(1, {"silent"_q});
-        worker.write(4, {"another category"_q});
-        QCOMPARE(writtenLogs(), QByteArray("another category\n"));
-        // A file of that size in its stead makes it begin another one.
-        QVERIFY(makeFile(earliest, kLimit));
-        QVERIFY(makeFile(latest, kLimit));
-        worker.write(1, {"resumed"_q});
-        QVERIFY(writtenLogs().contains("resumed\n"));
-        QVERIFY(!writtenLogs().contains("silent"));
-    }
-
     void thinsTheDirectoryOncePerName()
     {
         const QString currentPath = QDir::currentPath();
@@ -151,30 +124,6 @@ private Q_SLOTS:
         worker.write(4, {"d"_q});
         QCOMPARE(logNames().size(), kFilesKept + 17);
         QCOMPARE(writtenLogs(), QByteArray("c\nb\nd\n"));
-    }
-
-    void takesTheGuardsMessages()
-    {
-        // Into the file that was just begun, and into one that they begin.
-        for (const unsigned long category : {4UL, 1UL}) {
-            QVERIFY(removeLogDirectory());
-            makeLogs(kFilesKept + 15);
-            Worker worker(nullptr);
-            reentered = &worker;
-            reenteredCategory = category;
-            const auto handler = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
-                reentered->write(reenteredCategory, {text});
-            });
-            worker.write(4, {"first"_q});
-            worker.write(4, {"second"_q});
-            qInstallMessageHandler(handler);
-            const int removals = category == 4 ? 16 : 17;
-            QCOMPARE(logNames().size(), kFilesKept);
-            QCOMPARE(writtenLogs().count("The file : \"log-2020-"), removals);
-            QCOMPARE(writtenLogs().count('\n'), removals + 2);
-            QVERIFY(writtenLogs().contains("first\n"));
-            QVERIFY(writtenLogs().contains("second\n"));
-        }
     }
 };
 

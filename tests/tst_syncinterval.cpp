@@ -115,31 +115,22 @@ private Q_SLOTS:
         QCOMPARE(folderSyncs.load(), 1);
     }
 
-    void syncsWhatIsClosed_data()
-    {
-        QTest::addColumn<int>("intervalMs");
-        QTest::addColumn<bool>("stops"); // The thread; otherwise the file is closed.
-        QTest::addColumn<int>("syncs");
-        for (const int intervalMs : {-1, 0, 60000}) {
-            for (const bool stops : {false, true})
-                QTest::addRow("%s, %d ms", stops ? "stop" : "close", intervalMs)
-                    << intervalMs << stops << intervalMs / 60000;
-        }
-    }
     void syncsWhatIsClosed()
     {
-        QFETCH(int, intervalMs);
-        QFETCH(bool, stops);
-        QFETCH(int, syncs);
-        m_logger->setSyncInterval(intervalMs);
-        intervalMs > 0 ? qDebug("line") : qCritical("line");
-        QVERIFY(m_logger->flush(10000));
-        QCOMPARE(fileSyncs.load(), 0);
-        stops ? m_logger->stopThread() : m_logger->disableOutputFile();
-        m_logger->enableOutputFile();
-        QVERIFY(m_logger->flush(10000));
-        QCOMPARE(fileSyncs.load(), syncs);
-        QCOMPARE(folderSyncs.load(), syncs);
+        for (const bool stops : {false, true}) { // The thread; otherwise the file is closed.
+            for (const int intervalMs : {-1, 0, 60000}) {
+                init();
+                m_logger->setSyncInterval(intervalMs);
+                intervalMs > 0 ? qDebug("line") : qCritical("line");
+                QVERIFY(m_logger->flush(10000));
+                QCOMPARE(fileSyncs.load(), 0);
+                stops ? m_logger->stopThread() : m_logger->disableOutputFile();
+                m_logger->enableOutputFile();
+                QVERIFY(m_logger->flush(10000));
+                QCOMPARE(fileSyncs.load(), intervalMs / 60000);
+                QCOMPARE(folderSyncs.load(), intervalMs / 60000);
+            }
+        }
     }
 
     void boundsAFloodOfCriticalLines()

@@ -14,15 +14,6 @@
 #include <thread>
 #include <vector>
 
-#include <malloc.h>
-
-/** The bytes that malloc has given out; 0 where a sanitizer has its own. The process's size would be the emulator's. */
-inline qint64 memoryInUse()
-{
-    const struct mallinfo2 memory = ::mallinfo2();
-    return static_cast<qint64>(memory.uordblks) + static_cast<qint64>(memory.hblkhd);
-}
-
 /** Runs `code` on `count` threads at once, each with its number from 0, until all have ended. */
 inline void runInThreads(int count, const std::function<void(int number)> &code)
 {
