@@ -111,9 +111,9 @@ void LogWriterWorker::resume(LogQueue &queue)
         m_deferred.removeFirst();
     } else if (isRunWritten) {
         const bool isRequest = queue.front().at(0).kind == EntryKind::Request;
-        queue.settle(entries, EntryFate::Settled, true, true);
+        queue.removeFront(entries, EntryFate::Settled, true, true);
         if (isRequest)
-            LogWriterThread::callHost([&queue] { queue.takeSettledRequest().clear(); });
+            LogWriterThread::callHost([&queue] { queue.takeRemovedRequest().clear(); });
     }
     finishUp();
 }
@@ -131,13 +131,13 @@ void LogWriterWorker::writeWaiting(LogQueue &queue)
         // What is to be done now may run a host's code, which may have more of the queue written.
         const bool isMoreToDo = isRequest || m_isCheckDue || !m_deferred.isEmpty();
         waiting.dropFirst(entries); // Their memory is used again once they are settled.
-        const bool goesOn = queue.settle(entries, m_fate, !isMoreToDo, m_isNewestLineWritten);
+        const bool goesOn = queue.removeFront(entries, m_fate, !isMoreToDo, m_isNewestLineWritten);
         if (isMoreToDo) {
             const QScopedValueRollback<int> unhandled(m_unhandledEntries, m_unhandledEntries + entries);
             // A thread that is cut off here comes this way too.
             const auto handled = qScopeGuard([&queue, entries] { queue.addHandled(entries); });
             if (isRequest)
-                LogWriterThread::callHost([&queue] { queue.takeSettledRequest().clear(); });
+                LogWriterThread::callHost([&queue] { queue.takeRemovedRequest().clear(); });
             finishUp();
             return;
         }

@@ -114,7 +114,7 @@ QtDebugLogger::QtDebugLogger(QObject *parent)
     qAddPreRoutine(joinApplication);
     // A forked child has no writer thread and may find any lock taken.
     pthread_atfork(nullptr, nullptr, [] {
-        queue().forsake();
+        queue().retireInChild();
         restoreDefaultHandler();
     });
 }

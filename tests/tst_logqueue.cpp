@@ -52,7 +52,7 @@ QStringList takeAll()
     QStringList texts;
     for (QueuedEntries waiting = queue().front(); waiting.count() > 0; waiting = queue().front()) {
         texts += textsOf(waiting);
-        queue().settle(waiting.count(), EntryFate::Settled, true, true);
+        queue().removeFront(waiting.count(), EntryFate::Settled, true, true);
     }
     return texts;
 }
@@ -185,7 +185,7 @@ private Q_SLOTS:
     {
         for (const bool isWritten : {false, true}) {
             push("x"_q);
-            queue().settle(1, EntryFate::Settled, false, isWritten);
+            queue().removeFront(1, EntryFate::Settled, false, isWritten);
             QVERIFY2(!queue().flush(QDeadlineTimer(0)), "settled is not handled");
             queue().addHandled(1);
             QCOMPARE(queue().flush(QDeadlineTimer(0)), isWritten);
@@ -197,11 +197,11 @@ private Q_SLOTS:
         const QStringList texts = {"a"_q, "b"_q, QString(20000, QLatin1Char('c')), "d"_q, "e"_q};
         for (const QString &text : texts)
             push(text);
-        QVERIFY(queue().settle(1, EntryFate::Settled, true, true));
+        QVERIFY(queue().removeFront(1, EntryFate::Settled, true, true));
         queue().endServing();
         QVERIFY(!queue().flush(QDeadlineTimer(QDeadlineTimer::Forever)));
         QVERIFY(!queue().isServing());
-        QVERIFY2(!queue().settle(1, EntryFate::Settled, true, true), "the line in hand is the last one");
+        QVERIFY2(!queue().removeFront(1, EntryFate::Settled, true, true), "the line in hand is the last one");
         QCOMPARE(queue().unwrittenLines(), 3U);
         queue().beginServing();
         QCOMPARE(takeAll(), texts.mid(2));
@@ -230,10 +230,10 @@ private Q_SLOTS:
         while (settled < LogQueue::kMostWaitingLines / 16) {
             QCOMPARE(push("dropped"_q), LineOutcome::Dropped); // Not one by one, at its edge.
             const int entries = qMin(queue().front().count(), LogQueue::kMostWaitingLines / 16 - settled);
-            queue().settle(entries, EntryFate::Settled, true, true);
+            queue().removeFront(entries, EntryFate::Settled, true, true);
             settled += entries;
         }
-        queue().settle(1, EntryFate::Settled, true, true);
+        queue().removeFront(1, EntryFate::Settled, true, true);
         QCOMPARE(push("x"_q), LineOutcome::NoticeDue);
         const quint64 dropped = queue().takeDropped();
         QVERIFY(dropped > 3);
@@ -267,8 +267,8 @@ private Q_SLOTS:
             QCOMPARE(waiting.lines(4096), lines);
             waiting.dropFirst(1);
         }
-        queue().settle(4, EntryFate::Settled, true, true);
-        QVERIFY(queue().takeSettledRequest() == request);
+        queue().removeFront(4, EntryFate::Settled, true, true);
+        QVERIFY(queue().takeRemovedRequest() == request);
         QCOMPARE(textsOf(queue().front()), QStringList({QString(), "8"_q}));
         takeAll();
     }

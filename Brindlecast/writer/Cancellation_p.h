@@ -10,9 +10,9 @@
 /**
  * Where a thread can be cancelled.
  *
- * A thread is cancelled by unwinding its stack by force. The writer thread allows that only inside a system call that a
- * stalled disk can hold up: anywhere else it would tear a table entry, meet a destructor and so end the process, or
- * cross frames that can't be unwound at all.
+ * Cancelling a thread unwinds its stack by force. The writer thread allows that only inside a system call that can hang
+ * on a stalled disk. Anywhere else it could leave data half changed, reach a destructor, which ends the process, or
+ * cross stack frames that can't be unwound.
  */
 namespace Cancellation {
 
@@ -44,7 +44,7 @@ public:
     EnabledScope &operator=(const EnabledScope &) = delete;
 };
 
-/** Keeps the calling thread, whichever it is, from being cancelled during its lifetime, EnabledScope or not. */
+/** Keeps any calling thread from being cancelled during its lifetime, even within an EnabledScope. */
 class DisabledScope
 {
 public:

@@ -21,11 +21,11 @@ constexpr int kMostSpareChunks = 8;
 
 } // namespace
 
-// What a successor finds of a chunk. The texts follow.
+// The head of a chunk, which the next process reads. The texts follow it.
 struct EntryStore::ChunkData
 {
-    quint64 number; // They ascend. Written only while there are no records.
-    std::atomic<quint32> records; // Stored after the record.
+    quint64 number; // Ascends from chunk to chunk. Written only while there are no records.
+    std::atomic<quint32> records; // Stored after the record that it counts.
     quint32 unused;
 };
 
@@ -44,13 +44,13 @@ struct EntryStore::Chunk
     }
 
     ChunkPointer next;
-    std::unique_ptr<char[]> memory; // None, if it lies in the kept file.
+    std::unique_ptr<char[]> memory; // Null if the chunk lies in the kept file.
     ChunkData *data = nullptr;
-    std::size_t bytes = kChunkBytes; // Of the data.
+    std::size_t bytes = kChunkBytes; // Size of the data.
     std::size_t textSize = 0;
     quint32 records = 0;
-    quint32 held = 0; // Records that have been read, but are not settled.
-    quint32 linesPerRecord = 1; // How many lines are lost with one.
+    quint32 held = 0; // Records that were removed from the queue, but are not settled.
+    quint32 linesPerRecord = 1; // A notice stands for all the lines that it reports as lost.
 
     bool isKept() const { return memory == nullptr; }
 };
@@ -89,7 +89,7 @@ QueuedEntries EntryStore::front() const
             static_cast<int>(m_head->records - m_readRecords)};
 }
 
-void EntryStore::settle(int entries, EntryFate fate)
+void EntryStore::removeFront(int entries, EntryFate fate)
 {
     for (int i = 0; i < entries; ++i) {
         Record &record = *m_head->record(m_readRecords);
@@ -98,7 +98,7 @@ void EntryStore::settle(int entries, EntryFate fate)
         m_lines -= record.isLine() ? 1 : 0;
         if (m_kept == nullptr || record.kind == EntryKind::Settled)
             continue;
-        // What has no file is left to a successor, unless it takes up memory.
+        // The next process may write what has no file now, but only the kept file brings it there.
         if (fate == EntryFate::Settled || (fate == EntryFate::Unwritable && !m_head->isKept()))
             settleRecord(*m_head, record);
         else
@@ -196,7 +196,7 @@ void EntryStore::recycle(ChunkPointer chunk)
 {
     KeptFile::publish(chunk->data->records, 0);
     if (!chunk->isKept()) {
-        // With a file, chunks outside it are the exception.
+        // Chunks outside a kept file are rare.
         if (m_kept != nullptr || chunk->bytes != kChunkBytes || m_spareCount >= kMostSpareChunks)
             return;
         ++m_spareCount;
@@ -219,7 +219,8 @@ void EntryStore::settleRecord(const Chunk &chunk, Record &record)
     record.kind = EntryKind::Settled;
 }
 
-// Records that have been read and wait for their file. Chunks that have no such records afterwards are used again.
+// Acts on the lines of a category that were removed from the queue, but are not settled. Chunks without such lines are
+// used again afterwards.
 template <typename Action> void EntryStore::forEachHeld(quint64 category, const Action &act)
 {
     const auto actOnChunk = [&](Chunk &chunk, quint32 records) {
@@ -243,8 +244,8 @@ template <typename Action> void EntryStore::forEachHeld(quint64 category, const 
     }
 }
 
-// Links the chunks of a predecessor as the head of the queue, the others as spare ones. Each is read as far as it makes
-// sense.
+// Links the chunks in which the process before left entries as the head of the queue, the others as spare ones. A chunk
+// is read up to its first record that is not valid.
 void EntryStore::takeUp(const KeptFile &file)
 {
     const std::unique_ptr<KeptFile::Records> written = file.writtenRecords();
@@ -253,7 +254,7 @@ void EntryStore::takeUp(const KeptFile &file)
     for (int index = 0; index < file.chunks(); ++index) {
         ChunkPointer chunk(new (std::nothrow) Chunk);
         if (chunk == nullptr)
-            continue; // A successor may have more.
+            continue; // The next process may have more memory.
         chunk->data = static_cast<ChunkData *>(file.chunk(index));
         const quint64 number = chunk->data->number;
         const quint32 records = number > 0 && number < kGreatestNumber ? chunk->data->records.load() : 0;
@@ -283,7 +284,7 @@ void EntryStore::takeUp(const KeptFile &file)
         return one->data->number < other->data->number;
     });
     for (ChunkPointer &chunk : found) {
-        if (chunk->data->number < m_nextNumber) { // Two of the same number are none of ours.
+        if (chunk->data->number < m_nextNumber) { // The library never gives two chunks one number: the file is damaged.
             recycle(std::move(chunk));
             continue;
         }
@@ -295,13 +296,13 @@ void EntryStore::takeUp(const KeptFile &file)
     }
 }
 
-// Where numbers are missing: those were the numbers of chunks outside the file.
+// Inserts it where chunk numbers are missing, because chunks outside the file had those; else at the end.
 void EntryStore::insertNotice(QStringView notice, quint32 lostLines)
 {
     const auto size = static_cast<std::size_t>(notice.size());
     ChunkPointer chunk = makeChunk(size);
     if (chunk == nullptr)
-        return; // A successor tells.
+        return; // The next process reports the lines.
     ChunkPointer *place = &m_head;
     bool isGap = false;
     for (Chunk *former = m_head.get(); former != nullptr; former = former->next.get()) {
@@ -317,7 +318,7 @@ void EntryStore::insertNotice(QStringView notice, quint32 lostLines)
         chunk->data->number = m_nextNumber++;
         m_tail = chunk.get();
     }
-    chunk->bytes = Chunk::bytesFor(size, 1); // No room for another record, which would be lost alone.
+    chunk->bytes = Chunk::bytesFor(size, 1); // No room for another record, which would count as many lost lines.
     std::copy_n(reinterpret_cast<const ushort *>(notice.utf16()), size, chunk->text());
     *chunk->record(0) = {LogCategory::kMessage, static_cast<quint32>(size), EntryKind::Line, false};
     chunk->textSize = size;

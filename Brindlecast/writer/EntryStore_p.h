@@ -11,22 +11,22 @@
 
 class KeptFile;
 
-/** What became of entries that the writer has dealt with. */
+/** What the writer did with the entries that it removes from the queue. */
 enum class EntryFate : int {
-    Settled, ///< They are in their file, or dropped.
+    Settled, ///< Nothing is left to do: they are in their file, or were dropped.
     Waiting, ///< They are in the backlog of their file.
-    Unwritable ///< They have no file, or too many wait for it.
+    Unwritable ///< They have no file, or its backlog is full.
 };
 
 /**
- * The memory of the queue: entries in the order in which they were appended, in chunks that are used again. Texts lie
- * in a chunk from the front, records of them from the back.
+ * The memory of the queue: entries in the order in which they were appended, in chunks that are used again. A chunk
+ * holds the texts from its front on, and one record for each text from its back on.
  *
- * keep() has the chunks lie in a file that outlives the process, as far as they find room there. Then an entry that has
- * been read counts as long as it is not settled, because a successor writes what is left.
+ * After keep() the chunks lie in a file that outlives the process, as far as the file has room. An entry that was
+ * removed from the queue stays in that file until it is settled. The next process writes the entries that are not.
  *
  * Thread safety: guarded by the queue. The memory of entries at the front is read without the lock, because it does not
- * change before they are settled.
+ * change before they are removed.
  */
 class EntryStore
 {
@@ -43,22 +43,23 @@ public:
 
     /** False when there is no memory. */
     bool append(const QueuedEntry &entry);
-    /** The entries at the front, as far as they lie together. */
+    /** The entries at the front that lie in one chunk. */
     QueuedEntries front() const;
-    /** Takes the first entries away; their text is gone. */
-    void settle(int entries, EntryFate fate);
+    /** Removes the first entries from the queue; their text must not be read any more. */
+    void removeFront(int entries, EntryFate fate);
 
     /**
-     * Keeps entries in a file from now on, and takes up what a predecessor left there, with `notice` where `lostLines`
-     * are missing, and a clear after all of it. The store is empty before.
+     * Keeps entries in a file from now on, and appends what the process before left there: with `notice` in the place
+     * of `lostLines` missing ones, and with a clear at the end. The store must be empty.
      */
     void keep(std::unique_ptr<KeptFile> file, QStringView notice, quint32 lostLines);
     /** Null when nothing is kept. */
     KeptFile *kept() const { return m_kept; }
-    /** The first entries, which are of one category and may be none, are going to be written as `bytes`. */
+    /** Notes that the first `entries`, all of one category, are about to be written as `bytes`; there may be none. */
     void intend(unsigned long category, int entries, qint64 begin, const QByteArray &bytes);
-    /** What waits in the backlog of a category is. */
+    /** Notes that the backlog of a category is about to be written as `bytes`. */
     void intendBacklog(unsigned long category, qint64 begin, const QByteArray &bytes);
+    /** Marks the entries in the backlog of a category as settled. */
     void settleBacklog(unsigned long category);
 
 private:
@@ -78,14 +79,14 @@ private:
 
     ChunkPointer m_head;
     Chunk *m_tail = nullptr;
-    quint32 m_readRecords = 0; // Of m_head.
+    quint32 m_readRecords = 0; // How much of m_head was removed.
     quint32 m_readText = 0;
     quint64 m_appended = 0;
     int m_lines = 0;
-    ChunkPointer m_spare; // Those in the file come first.
-    int m_spareCount = 0; // Of those that are not.
+    ChunkPointer m_spare; // Empty chunks to use again.
+    int m_spareCount = 0; // How many of them are not in the kept file.
 
     KeptFile *m_kept = nullptr; // Never destroyed, like the queue.
-    ChunkPointer m_held; // Read, but with records that are not settled.
+    ChunkPointer m_held; // All records were removed, some are not settled.
     quint64 m_nextNumber = 1;
 };

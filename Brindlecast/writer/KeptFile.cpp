@@ -37,7 +37,7 @@ bool isInMemory(const struct statfs &fileSystem)
     return type == TMPFS_MAGIC || type == RAMFS_MAGIC;
 }
 
-// One of the names that the library gives, which leads nowhere else.
+// Whether the library could have given this name, which then leads to no other folder.
 bool isLogName(const QByteArray &name)
 {
     return name.startsWith("log-") && name.endsWith(".log") && name.size() < int(kNameBytes) && !name.contains('/');
@@ -57,8 +57,8 @@ std::size_t totalBytes(int chunks)
 
 struct KeptFile::Name
 {
-    std::atomic<quint32> slot; // The number of the name that counts, from 1; 0: none.
-    quint64 category; // Written only while there is none.
+    std::atomic<quint32> slot; // 1 or 2: which of the names is valid; 0: none.
+    quint64 category; // Written only while no name is valid.
     char names[2][kNameBytes];
 };
 
@@ -68,7 +68,7 @@ struct KeptFile::Intent
     quint32 bytes;
     qint64 begin;
     Records records;
-    char text[kComparedBytes]; // The first of the bytes.
+    char text[kComparedBytes]; // The first bytes, which are compared with the log file.
 };
 
 struct KeptFile::Header
@@ -91,7 +91,7 @@ std::unique_ptr<KeptFile> KeptFile::open(const QByteArray &path, int bytes)
     if (path.contains('\0') || ::statfs(folder.constData(), &fileSystem) != 0 || !isInMemory(fileSystem))
         return nullptr;
     const bool isNew = ::lstat(path.constData(), &status) != 0;
-    if (!isNew && !S_ISREG(status.st_mode)) // Some are changed by being opened.
+    if (!isNew && !S_ISREG(status.st_mode)) // Opening a device can have effects of its own.
         return nullptr;
     const int flags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | (isNew ? O_CREAT | O_EXCL : 0);
     const int descriptor = ::open(path.constData(), flags, S_IRUSR | S_IWUSR);
@@ -99,7 +99,7 @@ std::unique_ptr<KeptFile> KeptFile::open(const QByteArray &path, int bytes)
         return nullptr;
     std::unique_ptr<KeptFile> file(new KeptFile(descriptor));
     if (!isOurs(descriptor))
-        return nullptr; // Another process may have it by now: it stays.
+        return nullptr; // Not removed: another process may have locked it by now.
     if (!file->map(bytes) || !file->settleIntent()) {
         if (isNew)
             ::unlink(path.constData());
@@ -117,11 +117,11 @@ KeptFile::~KeptFile()
 
 void KeptFile::leaveInChild()
 {
-    ::close(std::exchange(m_descriptor, -1)); // Its own children come here too.
+    ::close(std::exchange(m_descriptor, -1)); // The child's own children come here too.
 }
 
-// Takes the lock that another process may have. A lock of the open file, not of the process: that one would go when the
-// host closes the file somewhere else.
+// Locks the file, unless another process has, and checks that nobody else can use it. The lock belongs to the open
+// file. A lock of the process would be lost when the host opened and closed the file elsewhere.
 bool KeptFile::isOurs(int descriptor)
 {
     struct flock lock = {};
@@ -135,7 +135,7 @@ bool KeptFile::isOurs(int descriptor)
         && isInMemory(fileSystem);
 }
 
-// Takes a predecessor's file up with all that it holds, or makes one.
+// Maps the file with all that the process before left in it, or makes a new one.
 bool KeptFile::map(int bytes)
 {
     const int wanted = std::max(kLeastChunks, bytes / int(kChunkBytes) + (bytes % int(kChunkBytes) > 0 ? 1 : 0));
@@ -158,11 +158,11 @@ bool KeptFile::map(int bytes)
         Q_UNUSED(isAsBefore)
     });
     if (::posix_fallocate(m_descriptor, 0, static_cast<off_t>(totalBytes(count))) != 0) {
-        count = int(found); // What is there already is better than nothing.
+        count = int(found); // No room to grow: the present size will do.
         if (!isWhole || ::posix_fallocate(m_descriptor, 0, static_cast<off_t>(totalBytes(count))) != 0)
             return false;
     }
-    // At once, since what has a part of the mark would be somebody else's.
+    // In one write: a file with a part of the mark would be taken for somebody else's.
     Header fresh = {};
     std::copy_n(kMark, sizeof kMark, fresh.mark);
     fresh.chunks = quint32(count);
@@ -269,8 +269,8 @@ quint32 KeptFile::linesOutside() const
     return m_header->outside - m_header->settledOutside;
 }
 
-// What a predecessor was writing is in its log file, or it is not: a part of it is taken back. False when nobody can
-// tell now. This process may be killed in here, and the next one does it again.
+// Finds out whether what the process before was writing is in its log file, and cuts off a part of it. False when that
+// can't be found out now. If this process is killed in here, the next one does it again.
 bool KeptFile::settleIntent()
 {
     Intent &intent = m_header->intent;
@@ -304,7 +304,7 @@ bool KeptFile::settleIntent()
         publish(intent.progress, Written);
         return true;
     }
-    // What another process has appended behind it stays.
+    // If another process has appended since, nothing is cut off.
     const bool isTorn = found > 0 && (found == qint64(compared) || intent.begin + found == status.st_size);
     if (isTorn && ::ftruncate(descriptor, static_cast<off_t>(intent.begin)) != 0)
         return false;

@@ -10,12 +10,11 @@
 #include <memory>
 
 /**
- * A file in memory that outlives its process: what the process has stored in it, its successor finds there, up to the
- * last instruction that was executed.
+ * A mapped file in memory that outlives its process: the next process, the successor, finds all that this one stored.
  *
- * It holds chunks for a queue, the names of the open log files, what is being written to one of them, and how many
- * lines wait outside the file. Every store leaves it in a state that can be taken up. Nothing in it is a path or a
- * pointer, and nothing that is read from a predecessor is believed unchecked.
+ * It holds chunks for a queue, the names of the open log files, the intent (what is about to be written to one of
+ * them), and how many lines wait outside the file. The process may be killed after any store: the successor can read
+ * the file in every state. It holds neither paths nor pointers, and the successor checks all that it reads.
  *
  * Thread safety: reentrant. The names and the intent belong to the writer thread, the rest is guarded by the queue.
  */
@@ -27,26 +26,29 @@ public:
     /** Stores a value after all earlier stores and before all later ones, as a successor sees them. */
     static void publish(std::atomic<quint32> &field, quint32 value)
     {
-        // A process that is killed has executed its stores in the order of its instructions: the compiler is all that
-        // has to be kept from changing it.
+        // A killed process has executed its stores in the order of its instructions. So only the compiler must be kept
+        // from reordering them.
         std::atomic_signal_fence(std::memory_order_seq_cst);
         field.store(value, std::memory_order_relaxed);
         std::atomic_signal_fence(std::memory_order_seq_cst);
     }
 
     /**
-     * Opens the file, making it if it is missing, with room for at least `bytes` of chunks; null when it is not safely
-     * ours. Looks up whether a predecessor's last write has reached its log file; if not, takes it back from there.
+     * Opens the file, or makes it, with room for at least `bytes` of chunks. If the process before died in a write,
+     * finds out whether the log file holds all of it, and cuts a part of it off.
+     *
+     * @return null when the file is not safely this user's and this process's alone, when there is no room for it, and
+     * when the log file can't be read now.
      */
     static std::unique_ptr<KeptFile> open(const QByteArray &path, int bytes);
     ~KeptFile();
     Q_DISABLE_COPY(KeptFile)
 
-    /** Lets go of the lock that a forked child has got from its parent. */
+    /** Gives up, in a forked child, its share of the parent's lock. */
     void leaveInChild();
 
     int chunks() const;
-    /** The memory of a chunk, from a predecessor or all zeros. */
+    /** The memory of a chunk: as the process before left it, or all zeros. */
     void *chunk(int index) const;
 
     // The names of the open log files.
@@ -64,21 +66,23 @@ public:
         quint64 category = 0;
         quint64 endChunk = 0;
         quint32 endRecord = 0;
-        quint32 settledOutside = 0; ///< The lines that have been outside the file, once these are written.
+        quint32 settledOutside = 0; ///< What settledOutside() is to return once these are written.
     };
-    /** These records, which have those bytes, are going to be appended to their file, whose size is `begin`. */
+    /** Notes the intent to append `bytes`, the text of `records`, to their log file, whose size is `begin`. */
     void intend(const Records &records, qint64 begin, const QByteArray &bytes);
-    /** The bytes are in the file and the records are marked, or neither. */
+    /** Takes the intent back: the bytes are in the log file and the records are marked as settled, or neither. */
     void withdraw();
-    /** The records that a predecessor wrote but could not mark; null when there are none. */
+    /** The records that the process before wrote but did not mark; null when there are none. */
     std::unique_ptr<Records> writtenRecords() const;
 
     // Lines that wait, or were dropped, outside the file.
 
     void addOutside(quint32 lines);
+    /** Notes that so many of them are written, or reported as lost. */
     void settleOutside(quint32 lines);
+    /** How many were noted by settleOutside() so far. */
     quint32 settledOutside() const;
-    /** How many there are. */
+    /** How many were added and not settled. */
     quint32 linesOutside() const;
 
 private:

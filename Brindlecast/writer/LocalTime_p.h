@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <ctime>
 
-/** The present second. time() can be behind by a tick of the kernel's clock. */
+/** The current second. Not by time(), which can lag by a tick of the kernel's clock. */
 inline std::time_t currentSecond()
 {
     timespec now = {};
@@ -17,8 +17,8 @@ inline std::time_t currentSecond()
 /**
  * Puts the local time of `secondsSinceEpoch` into `text`, by a format of strftime(); returns its length.
  *
- * Not by QDateTime: Qt sets its calendar up at first use, without a lock, and destroys it when the process exits, while
- * threads still log. Like QDateTime, it follows a change of the time zone.
+ * Not by QDateTime: Qt makes its calendar at first use, without a lock, and destroys it when the process exits, while
+ * threads still log. A change of the time zone takes effect at once, as with QDateTime.
  */
 template <std::size_t Size>
 std::size_t formatLocalTime(char (&text)[Size], const char *format, std::time_t secondsSinceEpoch)

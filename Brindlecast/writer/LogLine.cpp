@@ -13,13 +13,13 @@
 
 namespace {
 
-// The one form of a line. Its line feed makes the empty line after a record; fill() adds the one that ends the line.
+// The form of every line. fill() adds a second line feed, which makes the empty line after it.
 constexpr std::u16string_view DEFAULT_LOG_FORMAT = u"[<TIM>] <<TS>> <FILE> <LINE>: <TEXT>\n";
 
 constexpr int kLongestTime = 32;
 
-// The text of the second in which this thread raised its last line: making it anew costs more than all the rest of a
-// line. Trivially destructible, since lines are raised by static destructors too, after the thread's other objects.
+// The time of this thread's last line, as text: formatting it costs more than all the rest of a line. Trivially
+// destructible, because static destructors raise messages too, when the thread's other objects are gone.
 struct TimeText
 {
     std::time_t second;
@@ -65,7 +65,7 @@ QLatin1String baseName(const char *path)
     return QLatin1String(lastSlash == nullptr ? path : lastSlash + 1);
 }
 
-// Whether the bytes are the text: no character of several bytes, and nothing that could be a placeholder.
+// Whether the bytes can be used as they are: ASCII only, and nothing that could begin a placeholder.
 bool isPlain(QLatin1String name)
 {
     return std::all_of(name.begin(), name.end(), [](char c) { return c != '<' && static_cast<uchar>(c) < 0x80; });
@@ -77,7 +77,7 @@ struct Fields
     QStringView time;
     QLatin1String label;
     QLatin1String plainFile;
-    QStringView decodedFile; // Instead of plainFile, if that is empty.
+    QStringView decodedFile; // Used instead of plainFile when that is not plain.
     QLatin1String number;
     QStringView text;
 
@@ -87,7 +87,7 @@ struct Fields
     }
 };
 
-// What stands in the template between two of its placeholders, or at an end.
+// The part of the format between two placeholders. An empty placeholder stands for the begin or the end of the format.
 constexpr std::u16string_view between(std::u16string_view before, std::u16string_view after)
 {
     const std::size_t begin = before.empty() ? 0 : DEFAULT_LOG_FORMAT.find(before) + before.size();
@@ -139,8 +139,8 @@ LogLine::LogLine(QtMsgType type, const QMessageLogContext &context, const QStrin
     QLatin1String file = baseName(context.file);
     QString decoded;
     if (!isPlain(file)) {
-        // Line and text are filled in after the file, so a file name that holds their placeholders gets them, too.
-        // All of the path is decoded, since a byte-order mark would be left out at the begin of a text.
+        // The placeholders of line and text are replaced in the file name, too. The whole path is decoded, because
+        // fromUtf8() would drop a byte-order mark at the beginning of the name alone.
         decoded = QString::fromUtf8(context.file).section(QLatin1Char('/'), -1);
         decoded.replace(QLatin1String("<LINE>"), number);
         decoded.replace(QLatin1String("<TEXT>"), text.toString());

@@ -9,14 +9,14 @@
 #include <QVarLengthArray>
 #include <QtGlobal>
 
-/** The line of a message that is raised now. Any thread may make one, at any time of the process. */
+/** The log line of a message raised now. Any thread may make one, also while the process exits. */
 class LogLine
 {
 public:
     LogLine(QtMsgType type, const QMessageLogContext &context, const QString &msg);
     Q_DISABLE_COPY(LogLine)
 
-    /** The line, which ends in a line feed, and one more: the empty line after it. */
+    /** The line, its line feed, and a second line feed for the empty line that follows each. */
     QStringView textToWrite() const { return {m_text.constData(), m_text.size()}; }
 
 private:

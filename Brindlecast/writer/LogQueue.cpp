@@ -14,10 +14,11 @@
 
 namespace {
 
-// What the queue has to fall to once it was full. Without a margin every other line of a flood would be a notice.
+// Once full, the queue accepts lines again below this. Without the margin, every other line of a flood would be a
+// notice.
 constexpr int kRefillBelow = LogQueue::kMostWaitingLines - LogQueue::kMostWaitingLines / 16;
 
-// Never without a limit: in some C++ libraries a thread that is cancelled in such a wait ends the process.
+// Every wait has a limit: with some C++ libraries, cancelling a thread in a wait without one ends the process.
 constexpr std::chrono::hours kLongestWait(1);
 
 std::chrono::steady_clock::time_point endOf(QDeadlineTimer limit)
@@ -45,7 +46,7 @@ void LogQueue::close(bool appendsClear)
     unlockAndWake(lock, true);
 }
 
-void LogQueue::forsake()
+void LogQueue::retireInChild()
 {
     m_phase.store(Phase::Gone, std::memory_order_release);
     if (kept() != nullptr)
@@ -101,7 +102,7 @@ LineOutcome LogQueue::push(QStringView text, unsigned long category, const QObje
 bool LogQueue::pushRequest(const FileIOObjectPointer &request)
 {
     if (phase() == Phase::Gone)
-        return false; // A host emits in a forked child.
+        return false; // A host may emit in a forked child.
     const QString text = request->textToWrite();
     std::unique_lock<std::mutex> lock(m_mutex);
     if (phase() != Phase::Open)
@@ -247,10 +248,10 @@ QueuedEntries LogQueue::front()
     return m_entries.front();
 }
 
-bool LogQueue::settle(int entries, EntryFate fate, bool isHandled, bool isWritten)
+bool LogQueue::removeFront(int entries, EntryFate fate, bool isHandled, bool isWritten)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_entries.settle(entries, fate);
+    m_entries.removeFront(entries, fate);
     m_isNewestLineWritten = isWritten;
     if (isHandled)
         countHandled(entries);
@@ -263,7 +264,7 @@ void LogQueue::addHandled(int entries)
     countHandled(entries);
 }
 
-FileIOObjectPointer LogQueue::takeSettledRequest()
+FileIOObjectPointer LogQueue::takeRemovedRequest()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     FileIOObjectPointer request = std::move(m_requests.front());
@@ -296,7 +297,6 @@ void LogQueue::settleBacklog(unsigned long category)
     m_entries.settleBacklog(category);
 }
 
-// Whether one line more may wait.
 bool LogQueue::hasRoomForLine()
 {
     m_isFull = m_entries.lines() >= (m_isFull ? kRefillBelow : kMostWaitingLines);
@@ -315,7 +315,7 @@ void LogQueue::countHandled(int entries)
     m_handled += static_cast<quint64>(entries);
     if (m_handled < m_awaited)
         return;
-    m_awaited = std::numeric_limits<quint64>::max(); // Whoever has to wait on says so again.
+    m_awaited = std::numeric_limits<quint64>::max(); // A flush that must wait longer sets it again.
     m_progressed.notify_all();
 }
 

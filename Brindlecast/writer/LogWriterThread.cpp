@@ -25,11 +25,11 @@ namespace {
 constexpr qint64 kGraceMs = 2000;
 constexpr unsigned long kStartWaitMs = 3;
 
-// Trivially destructible, so that messages of a dying thread may ask.
+// Trivially destructible, so that they can be read while the thread's objects are destroyed.
 thread_local bool isWriterThread = false;
 thread_local pid_t writersProcess = 0;
 
-/** Runs some code once, when it receives an event or is told to. */
+/** Runs some code once: at the first event or call of run(). */
 class HostCall : public QObject // clazy:exclude=missing-qobject-macro
 {
 public:
@@ -76,7 +76,7 @@ void LogWriterThread::callHost(const std::function<void()> &code)
     QEvent event(QEvent::User);
     if (QCoreApplication::instance() != nullptr)
         QCoreApplication::sendEvent(&call, &event);
-    call.run(); // Without an application object, or if that has kept the event back.
+    call.run(); // When there is no application object, or it has filtered the event out.
     endIfForked();
 }
 
@@ -95,7 +95,7 @@ bool LogWriterThread::begin()
     const bool isStarted = isRunning();
     if (!isStarted)
         m_queue.endServing();
-    wait(kStartWaitMs); // Hosts know startThread() to return when the thread has most likely begun.
+    wait(kStartWaitMs); // So that the thread has most likely begun when startThread() returns.
     return isStarted;
 }
 
@@ -114,11 +114,11 @@ void LogWriterThread::run()
     isWriterThread = true;
     writersProcess = ::getpid();
     Cancellation::restrictToScopes();
-    // A guard's destructor, not the end of the function: a cancelled thread comes this way too.
+    // By a scope guard, because that runs also when the thread is cancelled.
     const auto leave = qScopeGuard([this] { m_queue.leave(); });
 
     m_worker.resume(m_queue);
     while (m_queue.isServing())
         eventDispatcher()->processEvents(QEventLoop::WaitForMoreEvents);
-    m_worker.sync(); // Nobody will for a while.
+    m_worker.sync(); // The thread may stay stopped for long.
 }

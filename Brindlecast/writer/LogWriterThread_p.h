@@ -12,13 +12,13 @@ class LogQueue;
 class LogWriterWorker;
 
 /**
- * The writer thread: has the worker write what waits in the queue until it is told to end.
+ * The writer thread: has the worker write what waits in the queue until it is asked to end.
  *
- * QThread::terminate() cancels a thread wherever it is, which under load takes the host down within a few stops. So the
- * thread is asked first, and ends between two writes. Only one that does not end in time, since the disk holds it up,
- * is really cancelled, as soon as it is in a system call that allows that (Cancellation::EnabledScope).
+ * QThread::terminate() cancels a thread wherever it is; under load, that crashes the host within a few stops. So the
+ * thread is first asked to end, which it does between two writes. It is cancelled only when the disk keeps it from
+ * ending in time, and only inside a system call that allows it (Cancellation::EnabledScope).
  *
- * begin() and end() are called by turns, by one thread at a time, from any thread but this one.
+ * begin() and end() are called alternately, by one thread at a time, never by this thread itself.
  */
 class LogWriterThread : public QThread
 {
@@ -26,16 +26,16 @@ class LogWriterThread : public QThread
     Q_DISABLE_COPY(LogWriterThread)
 
 public:
-    /** Both have to outlive the thread. */
+    /** `queue` and `worker` must outlive the thread. */
     LogWriterThread(LogQueue &queue, LogWriterWorker &worker);
 
-    /** Starts the thread; false when the system has none to give. */
+    /** Starts the thread; false when the system has no thread left. */
     bool begin();
 
     /**
-     * Ends the thread; true when it has ended, false when `limit` came first. What waits stays in the queue.
+     * Ends the thread; true when it has ended, false at `limit`. What waits stays in the queue.
      *
-     * The write in hand is finished, unless that takes longer than two seconds or half of the time until `limit`.
+     * The current write is finished, unless that takes longer than two seconds or half of the time until `limit`.
      */
     bool end(QDeadlineTimer limit);
 
@@ -43,14 +43,14 @@ public:
     static bool isCurrent();
 
     /**
-     * Runs code of a host on the writer thread, within an event, so that deleteLater() and event loops work there as a
-     * host knows them; then endIfForked().
+     * Runs code of a host on the writer thread, inside the handling of an event, so that deleteLater() and event loops
+     * work there as usual; then calls endIfForked().
      */
     static void callHost(const std::function<void()> &code);
 
     /**
-     * To be called on the writer thread after a host's code has run there: that may have forked. The child, in which
-     * this is the only thread, ends then instead of writing everything once more.
+     * To be called on the writer thread after a host's code has run there, because that may have forked. In the child,
+     * this would be the only thread and write everything again; so it ends the child.
      */
     static void endIfForked();
 

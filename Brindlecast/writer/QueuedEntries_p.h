@@ -10,7 +10,7 @@ enum class EntryKind : quint16 {
     Line,
     Request,
     Clear,
-    Settled ///< Was one of the others; nothing is to be done any more.
+    Settled ///< Was one of the others; nothing is left to do.
 };
 
 struct QueuedEntry
@@ -21,11 +21,11 @@ struct QueuedEntry
     bool isUrgent = false; ///< To be brought to storage at once.
 };
 
-/** Entries that lie together at the front of a queue; good until they are settled. */
+/** Entries in one chunk at the front of a queue; valid until they are removed. */
 class QueuedEntries
 {
 public:
-    /** What is stored of an entry, beside its text. */
+    /** What is stored of an entry besides its text. */
     struct Record
     {
         quint64 category;
@@ -37,14 +37,14 @@ public:
     };
 
     QueuedEntries() = default;
-    /** The texts follow each other upwards, the records downwards. */
+    /** The first text and the first record. Further texts lie at rising addresses, further records at falling ones. */
     QueuedEntries(const ushort *text, const Record *records, int count);
 
     int count() const { return m_count; }
     QueuedEntry at(int index) const;
     /** The text of the first entries, which lies in one piece. */
     QStringView text(int entries) const;
-    /** How many of the first entries are lines of one category that have `mostText` UTF-16 units at most together. */
+    /** How many of the first entries are lines of one category with at most `mostText` UTF-16 units in all. */
     int lines(qint64 mostText) const;
     /** Whether one of the first entries is urgent. */
     bool isUrgent(int entries) const;

@@ -21,7 +21,7 @@ bool WriterEventDispatcher::processEvents(QEventLoop::ProcessEventsFlags flags)
 {
     const QScopedValueRollback<int> loops(m_loops, m_loops + 1);
     const bool isOuterLoop = m_loops == 1;
-    // A slot of the host may run a loop of its own while the worker has something in hand.
+    // A host's slot may run an event loop while the worker is busy.
     const bool canWrite = m_worker.isAtRest();
     if (flags.testFlag(QEventLoop::WaitForMoreEvents))
         m_queue.sleep(canWrite, isOuterLoop, canWrite ? m_worker.nextSync() : QDeadlineTimer(QDeadlineTimer::Forever));
@@ -29,7 +29,7 @@ bool WriterEventDispatcher::processEvents(QEventLoop::ProcessEventsFlags flags)
         m_worker.writeWaiting(m_queue);
         m_worker.syncIfDue();
     }
-    // Without an application object Qt would drop them.
+    // Without an application object Qt would drop the events.
     if (m_queue.takeWakeUp() && QCoreApplication::instance() != nullptr) {
         QCoreApplication::sendPostedEvents();
         LogWriterThread::endIfForked();

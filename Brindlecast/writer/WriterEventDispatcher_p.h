@@ -13,8 +13,8 @@ class LogWriterWorker;
 /**
  * The event dispatcher of the writer thread: has the worker write what waits in the queue, then sends posted events.
  *
- * Qt's own dispatchers make a system call per wake-up, and on 32-bit ARM a thread can't be unwound through GLib. This
- * one sleeps in the queue. Timers and socket notifiers are not served.
+ * It sleeps in the queue. Qt's own dispatchers need a system call for each wake-up, and on 32-bit ARM a thread can't be
+ * unwound through GLib. Timers and socket notifiers do nothing.
  */
 class WriterEventDispatcher : public QAbstractEventDispatcher
 {
