@@ -32,7 +32,8 @@ namespace {
 
 constexpr unsigned long kCategories[] = {1, 2, 4, 8, 16, 32, 64};
 
-// Leaving takes no longer, whatever the disk does. The last part is for ending the thread.
+// The end of the application object or the process takes no longer, whatever the disk does. kEndingTimeoutMs of it is
+// reserved for ending the thread.
 constexpr int kLeavingTimeoutMs = 3000;
 constexpr int kEndingTimeoutMs = 500;
 
@@ -46,7 +47,7 @@ constexpr MessageSite kDropped{__FILE__, 186, "void QtDebugLogger::tellWhatWasDr
 
 // Trivially destructible, so that messages may be raised at any time of a thread's life.
 thread_local bool isInFormerHandler = false;
-// Qt says so when the system refuses a thread. No slot of a host must run then: the control lock is held.
+// Qt raises a message when the system refuses a thread. No slot of a host must run for it: the control lock is held.
 thread_local bool isStartingThread = false;
 
 LogQueue &queue()
@@ -54,7 +55,7 @@ LogQueue &queue()
     return LogQueue::instance();
 }
 
-// Not by stdio, whose lock another thread may hold for as long as nobody reads what it writes.
+// Not by stdio: a thread that waits for a reader of a full pipe holds its lock.
 void writeToStandardError(const QByteArray &text)
 {
     const ssize_t written = ::write(STDERR_FILENO, text.constData(), static_cast<size_t>(text.size()));
@@ -107,7 +108,8 @@ QtDebugLogger::QtDebugLogger(QObject *parent)
     connect(this, &QtDebugLogger::handleIOSignal, worker, pushRequest, Qt::DirectConnection);
     connect(this, &QtDebugLogger::clearSignal, worker, pushClear, Qt::DirectConnection);
 
-    // Qt destroys what it made before the logger after it. The writer still needs this while the process exits.
+    // Made before the logger, so that Qt destroys it after the logger: the writer still needs it while the process
+    // exits.
     QLoggingCategory::defaultCategory();
 
     queue().open();
@@ -126,7 +128,7 @@ QtDebugLogger::~QtDebugLogger()
 
 QtDebugLogger *QtDebugLogger::getInstance()
 {
-    // Not destroyed by the language, which would not ask whether other threads are inside it.
+    // Destroyed by leaveProcess(), and only when no other thread uses it.
     static QtDebugLogger *const logger = [] {
         auto *const made = new QtDebugLogger(nullptr);
         const bool isLeftAtExit = std::atexit(leaveProcess) == 0;
@@ -154,7 +156,8 @@ void QtDebugLogger::startThread()
 {
     if (queue().phase() == LogQueue::Phase::Gone || LogWriterThread::isCurrent())
         return;
-    const Cancellation::DisabledScope noCancel; // Half-way through, the thread could neither be started nor stopped.
+    const Cancellation::DisabledScope
+        noCancel; // Cancelled in here, it would leave a state in which nobody can start or stop.
     const auto control = takeControl(QDeadlineTimer(QDeadlineTimer::Forever));
     if (!m_bRunning && !m_isLeaving.load() && queue().phase() != LogQueue::Phase::Gone)
         beginThread();
@@ -279,7 +282,7 @@ void QtDebugLogger::setSyncInterval(int ms)
 void QtDebugLogger::outputMessage(QtMsgType type, const QMessageLogContext &context, const QString &msg)
 {
     if (isInFormerHandler)
-        return; // It calls us in its turn.
+        return; // The former handler has called this one.
     const LogQueue::Phase phase = queue().phase();
     const bool isOnWriterThread = phase != LogQueue::Phase::Gone && LogWriterThread::isCurrent();
     if ((phase != LogQueue::Phase::Open && !isOnWriterThread) || isStartingThread) {
@@ -325,7 +328,7 @@ void QtDebugLogger::connectNotify(const QMetaMethod &signal)
         queue().setObserved();
 }
 
-// A host that cuts our own connection gets what it asked for: lines that reach nobody.
+// A host that cuts the logger's own connection loses all lines, as it asked to: they are emitted and reach nobody.
 void QtDebugLogger::disconnectNotify(const QMetaMethod &signal)
 {
     const bool isGone = queue().phase() == LogQueue::Phase::Gone;
@@ -358,7 +361,7 @@ bool QtDebugLogger::isCategoryEnabled(unsigned long category) const
     return isOneCategory && (m_enabledCategories.load(std::memory_order_relaxed) & category) != 0;
 }
 
-// Pushed, Dropped or Refused.
+// Returns Pushed, Dropped or Refused.
 LineOutcome QtDebugLogger::post(QStringView textToWrite, unsigned long category, bool isUrgent)
 {
     for (;;) {
@@ -376,7 +379,7 @@ LineOutcome QtDebugLogger::post(QStringView textToWrite, unsigned long category,
     }
 }
 
-// The long way of a line, which a host can see. The emission has begun, but for the writer thread, which needs none.
+// The longer way of a line: a host can see it. Needs a begun emission, except on the writer thread.
 LineOutcome QtDebugLogger::emitRequest(QStringView textToWrite, unsigned long category, bool isUrgent)
 {
     const FileIOObjectPointer request(new FileIOObject(nullptr));
@@ -392,7 +395,7 @@ bool QtDebugLogger::reportDroppedLines(unsigned long category)
 {
     const quint64 dropped = queue().takeDropped();
     if (dropped == 0)
-        return true; // Another thread does.
+        return true; // Another thread reports them.
     const QMessageLogContext context(kDropped.file, kDropped.line, kDropped.function, "default");
     const QString text = QStringLiteral("%1 lines were dropped: too many were waiting to be written").arg(dropped);
     const LogLine notice(QtWarningMsg, context, text);
@@ -411,7 +414,7 @@ void QtDebugLogger::sendClear()
     Q_EMIT clearSignal();
 }
 
-// The right to start and stop the writer thread; not had when `limit` came first.
+// Takes the lock under which the writer thread is started and stopped; not owned when `limit` came first.
 std::unique_lock<std::timed_mutex> QtDebugLogger::takeControl(QDeadlineTimer limit)
 {
     std::unique_lock<std::timed_mutex> control(m_control, std::defer_lock);
@@ -422,7 +425,7 @@ std::unique_lock<std::timed_mutex> QtDebugLogger::takeControl(QDeadlineTimer lim
     return control;
 }
 
-// Under the control lock.
+// Needs the control lock.
 void QtDebugLogger::beginThread()
 {
     const QScopedValueRollback<bool> startingThread(isStartingThread, true);
@@ -430,13 +433,13 @@ void QtDebugLogger::beginThread()
     m_bRunning = writerThread()->begin();
 }
 
-// The application object, or the process, ends: what was raised so far is written, what comes later is not ours. True
-// when the logger's life has ended, too, and it can be destroyed.
+// The application object, or the process, ends: writes what was raised so far; later messages go to Qt's default
+// output. True when the process ends and the logger can be destroyed.
 bool QtDebugLogger::leave(bool isProcessExiting)
 {
     const Cancellation::DisabledScope noCancel;
     if (queue().phase() == LogQueue::Phase::Open)
-        m_leavingBudgetMs = kLeavingTimeoutMs; // For both ends, as the one may follow the other.
+        m_leavingBudgetMs = kLeavingTimeoutMs; // The process's end shares it, if that follows.
     const QDeadlineTimer limit(m_leavingBudgetMs);
     const QDeadlineTimer writingLimit = limit - kEndingTimeoutMs;
 
@@ -447,10 +450,10 @@ bool QtDebugLogger::leave(bool isProcessExiting)
         if (control.owns_lock() && !m_bRunning && (queue().hasWaiting() || m_writerWorker->hasUnwritten()))
             beginThread();
     }
-    queue().flush(writingLimit); // Before the end, so that what the space guard says goes to the files, too.
+    queue().flush(writingLimit); // Before close(), so that the space guard's messages go to the files, too.
     queue().close(isProcessExiting);
     if (isProcessExiting)
-        clearData(); // Only now: lines of a disabled category would not even reach Qt's default output.
+        clearData(); // After close(): lines of a disabled category would not even reach Qt's default output.
     queue().flush(writingLimit);
     restoreDefaultHandler();
 
@@ -464,14 +467,14 @@ bool QtDebugLogger::leave(bool isProcessExiting)
     return control.owns_lock() && !m_bRunning && isUnused;
 }
 
-// The process exits in a slot on the writer thread, which can't wait for itself: another one takes its place.
+// A slot on the writer thread has called exit(). That thread can't wait for itself, so another one takes its place.
 void QtDebugLogger::leaveOnWriterThread()
 {
     m_isLeaving.store(true);
     blockSignals(true); // The slot must not come here again.
     queue().close(true);
     if (m_writerWorker->handOver(queue())) {
-        auto *const successor = new LogWriterThread(queue(), *m_writerWorker); // The process ends before it.
+        auto *const successor = new LogWriterThread(queue(), *m_writerWorker); // Never deleted: the process ends first.
         successor->begin();
         queue().flush(QDeadlineTimer(kLeavingTimeoutMs));
     }
@@ -479,7 +482,7 @@ void QtDebugLogger::leaveOnWriterThread()
     queue().retire();
 }
 
-// Unless the host has installed another one.
+// Leaves a handler alone that the host has installed.
 void QtDebugLogger::restoreDefaultHandler()
 {
     const QtMessageHandler installed = qInstallMessageHandler(nullptr);
