@@ -25,15 +25,15 @@ constexpr MessageSite kEmptyDirectory{__FILE__, 95, "void DiskChecker::listDir()
 constexpr MessageSite kFileRemoved{__FILE__, 128, "bool DiskChecker::removeOldestFile()"};
 constexpr MessageSite kEmptyEntry{__FILE__, 133, "bool DiskChecker::removeOldestFile()"};
 
-// As QDir's name filters do. A pattern such as "*.log" is compared without a regular expression, for which Qt makes a
-// global object that is gone when the logger writes its last lines, while the process exits.
+// As QDir's name filters do. A pattern such as "*.log" needs no regular expression: Qt destroys a global object that
+// those need before the logger writes its last lines, while the process exits.
 bool matches(const QString &name, const QStringList &patterns)
 {
     const auto matchesOne = [&name](const QString &pattern) {
         const QString suffix = pattern.mid(1);
         const bool isSuffix = pattern.startsWith(QLatin1Char('*'))
             && std::none_of(suffix.begin(), suffix.end(), [](QChar c) { return QStringLiteral("*?[]\\").contains(c); });
-        // As a list, since QDir would split a text at ";" and " ".
+        // As a list, because QDir splits a single text at ";" and " ".
         return isSuffix ? name.endsWith(suffix, Qt::CaseInsensitive) : QDir::match(QStringList(pattern), name);
     };
     return patterns.isEmpty() || std::any_of(patterns.begin(), patterns.end(), matchesOne);
@@ -103,10 +103,10 @@ bool DiskChecker::removeOldestFile()
         }
         const auto olderNamesakes = m_olderNamesakes.find(oldestEntry);
         if (olderNamesakes == m_olderNamesakes.end() || (*olderNamesakes)-- > 0)
-            continue; // No file of ours, or another one's turn.
+            continue; // There is no such ".log" file, or this is the turn of another one.
         const QString oldestFileName = oldestEntry + QStringLiteral(".log");
         const QString path = m_dirPath + oldestFileName;
-        // Without a directory the listing is that of the current one, whose files are not ours.
+        // When no directory is set, the current one was listed, whose files are not logs.
         if (!m_dirPath.isEmpty() && path != m_currentUsedLogFile && QFile::exists(path) && QFile::remove(path)) {
             res = true;
             kFileRemoved.debug() << "The file :" << oldestFileName << "is removed";

@@ -15,14 +15,14 @@
  *
  * How many it keeps is a constant of the built library: BRINDLECAST_FILES_KEPT, ten by default.
  *
- * "Newest" means last modified; files modified in the same millisecond are ordered by name. A
- * file to remove is named by its base name (up to the first dot) followed by ".log". So a file that matches the filter
- * but has another name ("a.b.log", "A.LOG") counts in the order, is never removed, and no other one is removed instead.
+ * "Newest" means last modified; files modified in the same millisecond are ordered by name. The guard knows a file by
+ * its base name (up to the first dot) and removes only one that is called by that and ".log". Another file that matches
+ * the filter ("a.b.log", "A.LOG") is counted, but never removed, and no other one is removed instead.
  *
- * What it does is reported through Qt's debug messages only.
+ * It reports what it does through Qt's debug messages only.
  *
- * @warning A listing makes the guarded directory the current working directory of the calling thread's process. Only
- * the logger's own guard does not.
+ * @warning A listing makes the guarded directory the current working directory of the process. Only the logger's own
+ * guard leaves that as it is.
  *
  * Thread safety: reentrant; use each object from one thread at a time.
  */
@@ -32,13 +32,13 @@ class BRINDLECAST_EXPORT DiskChecker : public QObject
     Q_DISABLE_COPY(DiskChecker)
 
 public:
-    /** Constructs a guard without directory, filter or current file that asks for 104857600 free bytes. */
+    /** Constructs a guard that needs 104857600 free bytes and has no directory, filter or current file yet. */
     explicit DiskChecker(QObject *parent);
 
     /** Sets the guarded directory: an absolute path that ends with "/". */
     void setDir(const QString &dirpatch) { m_dirPath = dirpatch; }
 
-    /** Sets the free space, in bytes, that checkDisk() asks for. */
+    /** Sets the free space, in bytes, that decides the result of checkDisk(). */
     void setNeededSpace(qint64 size) { m_freeSpaceSize = size; }
 
     /** Adds a wildcard pattern, such as "*.log", of names that may be listed and removed. */
@@ -48,7 +48,8 @@ public:
     void setCurrentLogFile(const QString &path) { m_currentUsedLogFile = path; }
 
     /**
-     * Removes every listed file beyond the newest, and repeats that until nothing is removed, ten times at most.
+     * Lists the directory, removes all but the newest files, and repeats that until nothing is removed, at most ten
+     * times.
      *
      * How many files are removed depends on their number alone; free space decides only the result.
      *
@@ -60,7 +61,7 @@ protected:
     /** Whether less than `maxsize` bytes are available to the process's user, or the storage is unknown. */
     bool isDiskFull(quint64 maxsize);
 
-    /** Lists the directory afresh, after making it the current one. */
+    /** Makes the directory the current one and lists it anew. */
     void listDir();
 
     /** Removes the last listing's files beyond the newest, oldest first; true when at least one was removed. */
@@ -78,9 +79,9 @@ private:
 
     friend class LogWriterWorker;
 
-    // The entries of m_dirList whose own file, of that name and ".log", was listed; with the number of other files of
-    // the same base name ("a.b.log" beside "a.log") that are older and so come first when the oldest are removed.
+    // For each base name in m_dirList whose file NAME.log was listed: how many other files of the same base name
+    // ("a.b.log" beside "a.log") are older. Their turn to be removed comes before that of NAME.log.
     QHash<QString, int> m_olderNamesakes;
-    // The logger's own guard leaves the current directory, which belongs to the whole process, to the host.
+    // Set for the logger's own guard, because the current directory belongs to the host.
     bool m_keepsCurrentDirectory = false;
 };

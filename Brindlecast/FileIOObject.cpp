@@ -35,7 +35,7 @@ bool FileIOObject::openFile()
     closeFile();
     myfile.setFileName(path);
     if (path.isEmpty())
-        return false; // QFile would raise a warning, which comes back to the logger as one more line.
+        return false; // QFile would raise a warning, and so one more line to write.
     m_isNameUnsynced = true;
     const Cancellation::EnabledScope cancellable;
     return myfile.open(QIODevice::ReadWrite | QIODevice::Append);
@@ -46,7 +46,7 @@ bool FileIOObject::writeFile()
     if (contentList.isEmpty() || !myfile.isOpen())
         return false;
 
-    myfile.flush(); // What the owner has put there comes first.
+    myfile.flush(); // What the owner wrote to myfile comes first.
     writeBatch(textToWrite().toUtf8(), end());
     return true;
 }
@@ -69,7 +69,7 @@ QString FileIOObject::textToWrite() const
     return text;
 }
 
-// Writes the batch behind what still waits, or lets it wait too. The file ends at `begin`.
+// Writes the backlog and then the batch, or adds the batch to the backlog. The file's size is `begin`.
 FileIOObject::Outcome FileIOObject::writeBatch(const QByteArray &batch, qint64 begin)
 {
     const qint64 backlog = m_backlog.size();
@@ -81,7 +81,7 @@ FileIOObject::Outcome FileIOObject::writeBatch(const QByteArray &batch, qint64 b
     return Outcome::Waiting;
 }
 
-// Whether there is none any more.
+// Returns whether no backlog is left.
 bool FileIOObject::writeBacklog()
 {
     if (!hasBacklog())
@@ -111,7 +111,7 @@ bool FileIOObject::writeWhole(const QByteArray &batch, qint64 begin)
     return append(batch, begin);
 }
 
-// Past QFile's buffer: that one holds up to 16 KiB of a record, tears larger ones when the disk is full, and writes in
+// Bypasses QFile's buffer, which holds up to 16 KiB back, tears larger batches when the disk is full, and is written by
 // QFile's destructor, where the thread must not be cancelled.
 bool FileIOObject::append(const QByteArray &batch, qint64 begin)
 {
@@ -137,7 +137,7 @@ bool FileIOObject::append(const QByteArray &batch, qint64 begin)
     const auto torn = static_cast<off_t>(rest - batch.constData());
     struct stat status = {};
     if (torn > 0 && ::fstat(descriptor, &status) == 0) {
-        // A file that is no regular one keeps what it took, and gets it once more.
+        // What a pipe or a device took can't be cut off; it gets that again.
         const bool isTakenBack = ::ftruncate(descriptor, status.st_size - torn) == 0;
         Q_UNUSED(isTakenBack)
     }
@@ -146,8 +146,8 @@ bool FileIOObject::append(const QByteArray &batch, qint64 begin)
     return false;
 }
 
-// After a thread was cut off in append(): whether the whole batch is in the file. If not, what came there is taken
-// back, unless another process has appended behind it.
+// After a thread was cancelled in append(): whether a batch that was not the backlog is in the file as a whole. Cuts a
+// part of it off, unless another process has appended since. Settles a backlog that was written as a whole.
 bool FileIOObject::settleCutWrite()
 {
     const int descriptor = myfile.handle();
@@ -180,7 +180,7 @@ qint64 FileIOObject::end() const
     return ::lseek(myfile.handle(), 0, SEEK_END);
 }
 
-// Brings to storage what was written, if somebody has marked it. A thread that is cut off in here leaves a whole file.
+// Brings what was written to storage, if m_isUnsynced says so. A thread that is cancelled in here tears no line.
 void FileIOObject::sync()
 {
     if (!m_isUnsynced || !myfile.isOpen())
@@ -197,6 +197,6 @@ void FileIOObject::sync()
         descriptor = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         ::fsync(descriptor);
     }
-    m_isUnsynced = hasBacklog(); // It may be written when the file is closed.
+    m_isUnsynced = hasBacklog(); // A backlog is still to be written, and then to be synced.
     m_isNameUnsynced = false;
 }

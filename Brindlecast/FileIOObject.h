@@ -14,27 +14,27 @@ class LogQueue;
 
 /** How far the writer has come with a category's log file. */
 enum FileIOState {
-    eIONONE, ///< Nothing prepared, or the file could not be named or opened.
-    eIOREADYTOINIT, ///< A new entry; its file name is still to be made.
-    eIOREADYTOOPEN, ///< The file name is made; the file is still to be opened.
+    eIONONE, ///< A new object, or the file could not be opened.
+    eIOREADYTOINIT, ///< The file has no name yet.
+    eIOREADYTOOPEN, ///< The file has a name, but is not open yet.
     eIOREADYTOWRITE, ///< The file is open; lines can be written.
     eIOREADYTOREMOVE ///< Reserved; nothing sets or handles it.
 };
 
 /**
- * A write request on its way to the writer thread and, kept there, the handle of one category's log file.
+ * Either a write request on its way to the writer thread, or, on that thread, one category's log file.
  *
- * As a request only `category` and `contentList` are used. As a log file it opens, writes and closes; names, states
- * and the moment to begin another file are up to its owner (LogWriterWorker).
+ * As a request only `category` and `contentList` are used. As a log file it opens, writes and closes; its owner
+ * (LogWriterWorker) chooses the name, sets the state and decides when to begin another file.
  *
- * What reaches the file are whole batches of lines. When the disk is full, a batch that was written in part is taken
- * back, kept in memory and written before anything newer once there is space; past 64 KiB of such a backlog newer
- * batches are dropped. A single batch is kept whatever its size.
+ * Lines are written in whole batches. When the disk is full, a batch that was written in part is cut off the file
+ * again. It waits in memory, in the backlog, and is written before anything newer once there is space. When the backlog
+ * would exceed 64 KiB, newer batches are dropped, but a single batch is kept whatever its size.
  *
  * Ownership: made without a parent and held by a FileIOObjectPointer from the start.
  *
- * Thread safety: reentrant. A request is filled by one thread and only read after it was handed on; a log file is used
- * on the writer thread only.
+ * Thread safety: reentrant. One thread fills a request and then hands it on; after that it is only read. A log file is
+ * used on the writer thread only.
  */
 class BRINDLECAST_EXPORT FileIOObject : public QObject
 {
@@ -46,7 +46,7 @@ public:
     explicit FileIOObject(QObject *parent);
 
     /**
-     * Opens `path` for appending, creating the file when it is missing and never truncating it.
+     * Opens `path` for appending. Creates the file when it is missing, and never truncates it.
      *
      * A file that is still open is written out and closed first, as closeFile() does.
      *
@@ -101,23 +101,23 @@ private:
     void sync();
 
     QByteArray m_backlog;
-    // What is being written, and where: should the thread be cut off in it, the file tells how far it came.
+    // What is being written, and where. If the thread is cancelled in it, settleCutWrite() compares the file with it.
     QByteArray m_inWrite;
     qint64 m_begin = 0;
     bool m_isBacklogInWrite = false;
-    // How many entries of the queue that is.
+    // How many entries of the queue m_inWrite holds; 0 for what was raised on the writer thread.
     int m_entries = 0;
-    // Where lines are kept until they are in the file, if they are.
+    // The queue, when it keeps lines (keepWaitingLines()); else null.
     LogQueue *m_keeper = nullptr;
-    // Whether this request came when the logger's queue was closed.
+    // Whether the queue has refused this request, because it was not open.
     bool m_isRefused = false;
     // Whether this request is to be brought to storage at once.
     bool m_isUrgent = false;
 
-    // What is to be brought to storage: lines, and the name of a file that may be new.
+    // What sync() has to bring to storage: lines, and the file's name, which may be new.
     bool m_isUnsynced = false;
     bool m_isNameUnsynced = false;
 };
 
-/** The hold on a FileIOObject; queued connections carry it under this name. */
+/** How a FileIOObject is owned; the name of its type in queued connections. */
 using FileIOObjectPointer = QSharedPointer<FileIOObject>;

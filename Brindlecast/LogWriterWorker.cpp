@@ -90,13 +90,13 @@ bool LogWriterWorker::hasBacklog() const
                        [](const FileIOObjectPointer &file) { return file->hasBacklog(); });
 }
 
-// The thread begins. If its predecessor was cut off in a write, the file tells whether it got all of that. If not, that
-// is written again.
+// To be called when a writer thread begins. If the thread before was cancelled in a write, finds out whether the file
+// got all of it; if not, it is written again.
 void LogWriterWorker::resume(LogQueue &queue)
 {
     const bool hadBacklog = hasBacklog();
     bool isRunWritten = false;
-    int entries = 0; // There is one write in hand at most.
+    int entries = 0; // Of the one write, at most, that was cut off.
     for (const FileIOObjectPointer &file : qAsConst(m_ioMap)) {
         if (!file->isCutOff())
             continue;
@@ -118,7 +118,7 @@ void LogWriterWorker::resume(LogQueue &queue)
     finishUp();
 }
 
-// Writes what waits in one piece of the queue. Between two writes it asks whether the thread is to end.
+// Writes what waits in one chunk of the queue, unless the thread is asked to end meanwhile.
 void LogWriterWorker::writeWaiting(LogQueue &queue)
 {
     if (!queue.isServing())
@@ -128,13 +128,13 @@ void LogWriterWorker::writeWaiting(LogQueue &queue)
     while (waiting.count() > 0) {
         const bool isRequest = waiting.at(0).kind == EntryKind::Request;
         const int entries = writeFront(waiting);
-        // What is to be done now may run a host's code, which may have more of the queue written.
+        // The steps below may run a host's code. Its event loop may write more of the queue.
         const bool isMoreToDo = isRequest || m_isCheckDue || !m_deferred.isEmpty();
-        waiting.dropFirst(entries); // Their memory is used again once they are settled.
+        waiting.dropFirst(entries); // Before their memory is used again.
         const bool goesOn = queue.removeFront(entries, m_fate, !isMoreToDo, m_isNewestLineWritten);
         if (isMoreToDo) {
             const QScopedValueRollback<int> unhandled(m_unhandledEntries, m_unhandledEntries + entries);
-            // A thread that is cut off here comes this way too.
+            // By a scope guard, because that runs also when the thread is cancelled.
             const auto handled = qScopeGuard([&queue, entries] { queue.addHandled(entries); });
             if (isRequest)
                 LogWriterThread::callHost([&queue] { queue.takeRemovedRequest().clear(); });
@@ -146,7 +146,7 @@ void LogWriterWorker::writeWaiting(LogQueue &queue)
     }
 }
 
-// Returns how many entries it has dealt with: neighbours of one category go into the file together.
+// Writes the first entry, together with those of the same category that follow it; returns how many that were.
 int LogWriterWorker::writeFront(const QueuedEntries &waiting)
 {
     const QScopedValueRollback<Activity> writing(m_activity, Activity::Writing);
@@ -176,7 +176,7 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
     }
     file.m_entries = entries;
     if (entries > 1 && !file.writeWhole(bytes, begin)) {
-        // The disk refuses: one by one.
+        // The disk refused them together: go on line by line.
         m_sizedFile = nullptr;
         entries = 1;
         bytes = first.text.toUtf8();
@@ -190,7 +190,7 @@ int LogWriterWorker::writeFront(const QueuedEntries &waiting)
     return entries;
 }
 
-// Lets another thread go on; false when this one has an entry half updated.
+// Lets another thread take the worker over; false when this one has left a FileIOObject half updated.
 bool LogWriterWorker::handOver(LogQueue &queue)
 {
     if (m_activity == Activity::Writing)
@@ -227,7 +227,7 @@ void LogWriterWorker::writeAtOnce(const Deferred &raised)
     }
 }
 
-// Only now that no entry is half updated.
+// Does what had to wait until no FileIOObject is half updated.
 void LogWriterWorker::finishUp()
 {
     writeDeferred();
@@ -237,8 +237,8 @@ void LogWriterWorker::finishUp()
     }
 }
 
-// One round only: a file that makes Qt warn at every write must not keep us here. Each is taken out once it is written,
-// so that a thread that is cut off leaves it to the next one.
+// Writes what was deferred before, but not what is deferred meanwhile: a file that makes Qt warn at every write would
+// never let this end. Each is removed only when it is written, so that a cancelled thread leaves it to the next one.
 void LogWriterWorker::writeDeferred()
 {
     for (auto left = m_deferred.size(); left > 0; --left) {
@@ -302,13 +302,13 @@ FileIOObject &LogWriterWorker::fileOf(unsigned long category)
         file->category = category;
         file->m_keeper = m_keeper;
         file->state = eIOREADYTOINIT;
-    } else if (file->state != eIOREADYTOOPEN) { // The thread was cut off when it opened the file.
+    } else if (file->state != eIOREADYTOOPEN) { // If it is, the thread was cancelled in openFile().
         file->state = eIOREADYTOWRITE;
     }
     return *file;
 }
 
-// Whether lines can be written to the file.
+// Names, opens or replaces the file as needed; false when no lines can be written to it.
 bool LogWriterWorker::prepareFile(FileIOObject &file)
 {
     if (file.state == eIOREADYTOINIT) {
@@ -320,7 +320,7 @@ bool LogWriterWorker::prepareFile(FileIOObject &file)
         openFile(file);
     if (file.state == eIOREADYTOWRITE && sizeOf(file) >= sizeLimitOf(file.category)) {
         file.sync();
-        file.myfile.close(); // Not closeFile(): the waiting lines belong into the new file.
+        file.myfile.close(); // Not closeFile(), which would write the backlog: that belongs into the new file.
         nameFile(file);
         openFile(file);
     }
@@ -335,7 +335,7 @@ void LogWriterWorker::nameFile(FileIOObject &file)
         m_lastModifiedTime = QDateTime::currentDateTimeUtc();
 }
 
-// Names the file that the category had in a process that did not come to write all its lines, if it is still there.
+// Continues the log file that the category had in the process before, if that kept lines and the file still exists.
 bool LogWriterWorker::takeUpFile(FileIOObject &file)
 {
     const QByteArray name = m_keeper != nullptr ? m_keeper->kept()->name(file.category) : QByteArray();
@@ -344,7 +344,7 @@ bool LogWriterWorker::takeUpFile(FileIOObject &file)
         return false;
     file.path = found.filePath();
     m_diskChecker.setCurrentLogFile(file.path);
-    m_lastOpenedPath = file.path; // It is no new one.
+    m_lastOpenedPath = file.path; // Not a new file, so no reason for the guard to look.
     return true;
 }
 
@@ -363,8 +363,9 @@ void LogWriterWorker::openFile(FileIOObject &file)
     }
 }
 
-// Asked at a file's first line of a round, and counted from then on. QFile::size() asks for all that the system knows
-// of the file: 0.2 us more on tmpfs, and 160 instructions. Where the file's end has no position, it still answers.
+// Asks the system once in a round; from then on the size is counted. Not by QFile::size(), which reads all attributes
+// of the file: that takes 0.2 us more on tmpfs, and 160 instructions. It serves where lseek() fails, for a pipe for
+// example.
 qint64 LogWriterWorker::sizeOf(const FileIOObject &file)
 {
     if (m_sizedFile != &file) {

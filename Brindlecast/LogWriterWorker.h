@@ -34,15 +34,15 @@ class QueuedEntries;
  *
  * The limit is a constant of the built library: BRINDLECAST_FILE_SIZE_LIMIT, 52428800 bytes by default.
  *
- * Two categories that begin a file in the same second share it. So does a category that is cleared and begins again in
- * the same second.
+ * Two categories that begin a file in the same second share it. A category that is cleared and begins again in the same
+ * second continues its file.
  *
- * When a file of a new name has been opened and its first lines are written, the worker's space guard thins the
- * directory out to its newest log files, ten by default (see DiskChecker), of all categories together: one that fills
- * files quickly costs the others theirs. A category whose open file was removed begins a new one at its next line. The
- * guard leaves the current working directory as it is.
+ * When a file with a new name has been opened and its first lines are written, the worker's space guard removes all but
+ * the newest log files of the directory, ten by default (see DiskChecker). It counts all categories together, so one
+ * that fills files quickly costs the others theirs. A category whose open file was removed begins a new one at its next
+ * line. The guard does not change the current working directory.
  *
- * A file that can't be opened silences its category until the next clear.
+ * When a file can't be opened, the lines of its category are dropped until the next clear.
  *
  * Ownership: made without a parent and held by a LogWriterWorkerPointer.
  *
@@ -60,9 +60,9 @@ public:
 
 public Q_SLOTS:
     /**
-     * Writes the lines of one request to its category's log file, beginning that file if need be.
+     * Writes the lines of one request to its category's log file, and begins that file if need be.
      *
-     * A null request is ignored. Lines that can't be written, since the file can't be opened, are dropped.
+     * A null request is ignored. If the file can't be opened, the lines are dropped.
      */
     void onHandleIO(const FileIOObjectPointer &pobj);
 
@@ -87,11 +87,11 @@ private:
 
     enum class Activity {
         None,
-        Guarding, ///< Entries may have lost their files; what is raised meanwhile is written afterwards.
-        Writing ///< An entry may be half updated; likewise.
+        Guarding, ///< Open files may have been removed. Lines raised meanwhile are written afterwards.
+        Writing ///< A FileIOObject may be half updated. Lines raised meanwhile are written afterwards.
     };
 
-    // Raised on the writer thread while it was busy.
+    // A line or a clear raised on the writer thread, which writes it as soon as it is at rest.
     struct Deferred
     {
         bool isClear;
@@ -141,11 +141,11 @@ private:
     QList<Deferred> m_deferred;
     bool m_isNewestLineWritten = true;
     EntryFate m_fate{};
-    // The file whose size is known, so that only its first line of a round has to ask.
+    // The file whose size is known, so that the system is asked only once in a round.
     const FileIOObject *m_sizedFile = nullptr;
     qint64 m_size = 0;
     int m_unhandledEntries = 0;
-    // Where lines are kept until they are in the file, if they are.
+    // The queue, when it keeps lines (keepWaitingLines()); else null.
     LogQueue *m_keeper = nullptr;
 
     std::atomic<int> m_syncIntervalMs{0};
@@ -153,5 +153,5 @@ private:
     QDeadlineTimer m_nextUrgentSync;
 };
 
-/** The logger's hold on its worker. */
+/** How the logger owns its worker. */
 using LogWriterWorkerPointer = QSharedPointer<LogWriterWorker>;

@@ -13,8 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-/** A regular file opened for reading, or why there is none. Links are followed; folders, FIFOs and devices not opened.
- */
+/** A regular file opened for reading, or why it is not. Follows links; never opens folders, FIFOs and devices. */
 class RegularFile
 {
 public:
@@ -22,9 +21,9 @@ public:
         Open,
         Missing,
         OfOtherKind,
-        Unreadable ///< error() tells why
+        Unreadable ///< error() says why
     };
-    /** Tells a file from any other that exists at the same time. */
+    /** Differs between any two files that exist at the same time. */
     using Identity = std::pair<dev_t, ino_t>;
 
     explicit RegularFile(const QByteArray &path)
@@ -45,10 +44,10 @@ public:
     Q_DISABLE_COPY(RegularFile)
 
     State state() const { return m_state; }
-    /** As errno. */
+    /** As errno; 0 for none. */
     int error() const { return m_error; }
     int descriptor() const { return m_descriptor; }
-    /** When it was opened. */
+    /** The size when the file was opened. */
     qint64 size() const { return m_status.st_size; }
     mode_t mode() const { return m_status.st_mode; }
     Identity identity() const { return {m_status.st_dev, m_status.st_ino}; }
@@ -56,9 +55,9 @@ public:
 private:
     int open(const QByteArray &path)
     {
-        if (path.contains('\0')) // The system would take the text before it for the whole.
+        if (path.contains('\0')) // The system would read the path up to the NUL only.
             return ENOENT;
-        // Looked at before it is opened, since to open a device can have effects of its own.
+        // Checked before it is opened, because opening a device can have effects of its own.
         if (::stat(path.constData(), &m_status) != 0)
             return errno;
         if (!S_ISREG(m_status.st_mode))
