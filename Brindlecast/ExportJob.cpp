@@ -15,7 +15,7 @@
 
 namespace {
 
-// With the signals at start and end no more than ten in any second.
+// Together with the signals at start and end, at most ten in any second.
 constexpr int kProgressIntervalMs = 125;
 
 } // namespace
@@ -32,7 +32,7 @@ public:
     }
 
     State state = State::Idle;
-    QSharedPointer<ExportRun> run; // of the job under way, or the one that finished
+    QSharedPointer<ExportRun> run; // of the running job, or of the last one
     int fileCount = 0;
     ExportRun::Progress progress;
     ExportRun::Report report;
@@ -187,7 +187,7 @@ void ExportJob::onRunChanged()
         takeProgress(false);
 }
 
-void ExportJob::takeProgress(bool isTold)
+void ExportJob::takeProgress(bool emitsProgress)
 {
     d_ptr->progress = d_ptr->run->progress();
     const bool isNew = d_ptr->state != d_ptr->progress.state;
@@ -200,7 +200,7 @@ void ExportJob::takeProgress(bool isTold)
                 << d_ptr->report.outcome;
     }
     const QPointer<ExportJob> guard(this);
-    if (isTold || isFinished)
+    if (emitsProgress || isFinished)
         Q_EMIT progressChanged();
     if (isNew && !guard.isNull())
         Q_EMIT stateChanged();

@@ -26,10 +26,10 @@ class ExportJobPrivate;
  * One job at a time; the object can be used again after each. The work is done on a thread of its own, without any
  * other program, in this order:
  *  1. the logger's lines are handed to the operating system, so that the newest ones are in the copy;
- *  2. the destination is checked: there, writable, enough space for all files. Parts that an interrupted export left
- *     there are removed;
- *  3. each file is copied under a name of the job's own, "brindlecast-" with sixteen digits and ".part", brought to the
- *     medium (`fsync`) and only then given its name. After a failure the part is removed;
+ *  2. the destination is checked: it must exist, be writable and have space for all files. Incomplete copies that an
+ *     interrupted export left there are removed;
+ *  3. each file is copied under a temporary name, "brindlecast-" with sixteen hexadecimal digits and ".part", brought
+ * to the medium (`fsync`) and only then given its name. After a failure the incomplete copy is removed;
  *  4. the folder and then its whole file system are synced. safeToRemove() becomes true when each of these steps
  *     reported no error, and the medium is still there and not read-only.
  *
@@ -42,13 +42,13 @@ class ExportJobPrivate;
  * must know that a folder is the mount point of a stick, and not an empty folder of the device.
  *
  * **Only files are copied,** and the files that links lead to. The copy of a log that grows holds what the log held
- * when the job began; a file that has taken a log's place since is copied whole. Who can read the original can read the
- * copy, as far as the umask allows; only its owner can write to it.
+ * when the job began; a file that has taken a log's place since is copied whole. Whoever may read the original may read
+ * the copy, as far as the umask allows; only its owner may write to it.
  *
  * Thread safety: reentrant. The object lives on one thread with an event loop, usually the user interface's; all
  * signals are sent there, and a slot may delete the object. Relative paths count from the process's working directory
  * at start(). The destructor ends a running job, removes its incomplete copy and syncs nothing. It waits for the
- * current block, and no longer than a second. A thread that is blocked in a call to a dying stick ends by itself later.
+ * current block, but at most a second. A thread that is blocked in a call to a dying stick ends by itself later.
  */
 class BRINDLECAST_EXPORT ExportJob : public QObject
 {
@@ -76,7 +76,7 @@ class BRINDLECAST_EXPORT ExportJob : public QObject
     Q_PROPERTY(qint64 bytesTotal READ bytesTotal NOTIFY progressChanged)
     /** The files copied by the finished job. */
     Q_PROPERTY(int copiedCount READ copiedCount NOTIFY stateChanged)
-    /** Bytes that the files take at the destination; -1 while unknown. */
+    /** Bytes that the copies take at the destination; -1 while unknown. */
     Q_PROPERTY(qint64 bytesNeeded READ bytesNeeded NOTIFY stateChanged)
     /** Bytes free at the destination when the job began; -1 while unknown. */
     Q_PROPERTY(qint64 bytesFree READ bytesFree NOTIFY stateChanged)
@@ -94,7 +94,7 @@ public:
     };
     Q_ENUM(State)
 
-    /** How a job as a whole ended, and each of its files. */
+    /** How a job ended, or one of its files. */
     enum class Outcome {
         Copied, ///< complete at the destination; for the job: every file, and synced
         Cancelled, ///< not copied because cancel() came first
@@ -128,7 +128,8 @@ public:
      */
     bool start(const QStringList &files, const QString &destination);
 
-    /** Ends the job at the next block, or file being synced. What has been copied by then stays, and is synced. */
+    /** Ends the job before the next block, or after the sync of the current file. Finished copies stay and are synced.
+     */
     Q_INVOKABLE void cancel();
 
     /** Forgets a finished job: back to State::Idle. */
@@ -136,12 +137,12 @@ public:
 
     /** How far the job is. */
     State state() const;
-    /** Whether a job runs: neither idle nor finished. */
+    /** Whether a job is running. */
     bool isActive() const;
-    /** Whether a job runs that was cancelled. */
+    /** Whether the running job was cancelled. */
     bool isCancelling() const;
 
-    /** Meaningful in State::Finished. */
+    /** How the finished job ended. Meaningful in State::Finished only. */
     Outcome outcome() const;
     /** True when the job is finished and everything it wrote has reached the destination's medium. */
     bool safeToRemove() const;
@@ -154,8 +155,8 @@ public:
     QString currentFile() const;
 
     /**
-     * Bytes of the files dealt with so far, the part of the file in hand included; 0 until that is known. A file that
-     * could not be copied counts with its whole size.
+     * Bytes copied or given up so far, those of the current file included; 0 until that is known. A file that could not
+     * be copied counts with its whole size.
      */
     qint64 bytesDone() const;
     /** Bytes of all files; 0 until that is known. */
@@ -163,7 +164,7 @@ public:
 
     /** The files copied by the finished job. */
     int copiedCount() const;
-    /** Bytes that the files take at the destination; -1 while unknown. */
+    /** Bytes that the copies take at the destination; -1 while unknown. */
     qint64 bytesNeeded() const;
     /** Bytes free at the destination when the job began; -1 while unknown. */
     qint64 bytesFree() const;
@@ -187,7 +188,7 @@ private Q_SLOTS:
     void onRunChanged();
 
 private:
-    void takeProgress(bool isTold);
+    void takeProgress(bool emitsProgress);
 
     const QScopedPointer<ExportJobPrivate> d_ptr;
 };

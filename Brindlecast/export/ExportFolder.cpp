@@ -51,8 +51,8 @@ bool ExportFolder::isReadOnly() const
 qint64 ExportFolder::bytesFree() const
 {
     struct statvfs disk = {};
-    const bool isTold = ::fstatvfs(m_descriptor, &disk) == 0 && disk.f_blocks > 0;
-    return isTold ? static_cast<qint64>(disk.f_bavail) * static_cast<qint64>(disk.f_frsize) : -1;
+    const bool isKnown = ::fstatvfs(m_descriptor, &disk) == 0 && disk.f_blocks > 0;
+    return isKnown ? static_cast<qint64>(disk.f_bavail) * static_cast<qint64>(disk.f_frsize) : -1;
 }
 
 qint64 ExportFolder::sizeOnDisk(qint64 size) const
@@ -108,7 +108,7 @@ void ExportFolder::removeLeftover(const QByteArray &name) const
 
 bool ExportFolder::sync() const
 {
-    // Some file systems can't sync folders, which have no other way to lose a name then.
+    // Some file systems can't sync a folder (EINVAL). There syncfs() has to do.
     const bool areNamesThere = ::fsync(m_descriptor) == 0 || errno == EINVAL;
     return areNamesThere && ::syncfs(m_descriptor) == 0;
 }

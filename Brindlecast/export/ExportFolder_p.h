@@ -11,10 +11,10 @@
 #include <sys/stat.h>
 
 /**
- * The folder that logs are copied to, by a descriptor that is kept open for as long as the export runs.
+ * The folder that logs are copied to, open for as long as the export runs.
  *
- * All work is done through the descriptor: when a stick is pulled out, its path may lead to the empty mount point on
- * the device's own disk, where copies must not end up. No link in the folder is ever followed.
+ * All work is done through its descriptor, because when a stick is pulled out, its path may lead to the empty mount
+ * point on the device's own disk, where copies must not end up. No link in the folder is ever followed.
  */
 class ExportFolder
 {
@@ -32,18 +32,18 @@ public:
     bool isHere() const;
     /** True when the medium is protected, or was made read-only by the system after an error. */
     bool isReadOnly() const;
-    /** Bytes available to this process, or -1 where the file system doesn't tell. */
+    /** Bytes available to this process, or -1 where the file system doesn't say. */
     qint64 bytesFree() const;
     /** What a file of `size` bytes takes, in whole blocks. */
     qint64 sizeOnDisk(qint64 size) const;
 
-    /** Whether `name`, not followed if it is a link, is the file that `file` describes. */
+    /** Whether `name` is the file that `file` describes. A link is not followed. */
     bool holds(const QByteArray &name, const struct stat &file) const;
 
-    /** Removes what interrupted exports have left behind, unless `goOn` stops it. */
+    /** Removes the incomplete copies of interrupted exports, until `goOn` returns false. */
     void removeLeftovers(const std::function<bool()> &goOn) const;
 
-    /** Brings the names of the folder to the medium, then all else that waits for it. False after any error. */
+    /** Brings the names in the folder to the medium, then the rest of its file system. False after any error. */
     bool sync() const;
 
 private:

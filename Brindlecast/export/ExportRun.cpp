@@ -97,7 +97,7 @@ QString reasonForSource(int error)
     return ExportJob::tr("Reading the log failed: %1").arg(qt_error_string(error));
 }
 
-// As the original's, but never for others to write, and for its owner to delete.
+// Who may read the original may read the copy; only the owner may write to it.
 mode_t permissionsFor(mode_t source)
 {
     return (source & (S_IRUSR | S_IRGRP | S_IROTH)) | S_IRUSR | S_IWUSR;
@@ -105,13 +105,14 @@ mode_t permissionsFor(mode_t source)
 
 QByteArray encodedPath(const QString &path)
 {
-    // The system would take the text before a NUL for the whole name.
+    // The system would read the path up to a NUL only.
     return path.isEmpty() || path.contains(QChar(QChar::Null))
         ? QByteArray()
         : QFile::encodeName(QDir::current().absoluteFilePath(path));
 }
 
-// File systems report different errors for a name that they can't hold. The name of the part was accepted just before.
+// Whether the file system can't hold the name: the errors for that differ. No other cause is likely, because it has
+// just accepted the temporary name.
 bool isAboutName(int error)
 {
     return error == EINVAL || error == EILSEQ || error == ENOENT || error == EACCES || error == EPERM;
@@ -127,7 +128,7 @@ bool hasCopies(const QVector<ExportJob::FileResult> &files)
 
 QSharedPointer<ExportRun> ExportRun::start(const QStringList &files, const QString &destination, ExportJob *job)
 {
-    QtDebugLogger::getInstance(); // It would belong to the thread, if that were the first to ask for it.
+    QtDebugLogger::getInstance(); // Made here, because it would live on the export's thread if that called this first.
     auto run = QSharedPointer<ExportRun>::create(files, destination, job);
     auto forThread = std::make_unique<QSharedPointer<ExportRun>>(run);
     const auto begin = [](void *argument) -> void * {
@@ -135,7 +136,7 @@ QSharedPointer<ExportRun> ExportRun::start(const QStringList &files, const QStri
         (*shared)->work();
         return nullptr;
     };
-    // A QThread must not be destroyed before its thread has ended.
+    // Not a QThread, which must not be destroyed before its thread has ended.
     pthread_t thread = {};
     const int error = ::pthread_create(&thread, nullptr, begin, forThread.get());
     if (error != 0) {
@@ -179,8 +180,8 @@ void ExportRun::abandon()
 void ExportRun::work()
 {
     ::pthread_setname_np(::pthread_self(), "exportThread");
-    // The host's signal handlers do not run here, except for those that report a crash. A file larger than the process
-    // may write is an error like any other and does not end the process.
+    // Only the host's handlers of crash signals run here. SIGXFSZ is blocked too, so a file larger than the process may
+    // write is an error like any other.
     sigset_t signals;
     ::sigfillset(&signals);
     for (const int crash : {SIGSEGV, SIGBUS, SIGFPE, SIGILL})
@@ -278,7 +279,7 @@ bool ExportRun::prepare(const ExportFolder &folder)
 
 void ExportRun::copyFile(const Source &source, const ExportFolder &folder)
 {
-    // A link is copied as the file it leads to; few sticks know links.
+    // A link is copied as the file it leads to, because few sticks can hold links.
     const RegularFile file(source.path);
     switch (file.state()) {
     case RegularFile::State::Open:
@@ -358,7 +359,7 @@ void ExportRun::finishFile(const Source &source, Outcome outcome, const QString 
     m_progress.filesDone = static_cast<int>(m_report.files.size());
 }
 
-// The files not yet copied share the job's outcome.
+// Ends the job; the files not yet copied get its outcome.
 void ExportRun::giveUp(Outcome outcome)
 {
     giveUp(outcome, reasonFor(outcome));

@@ -21,10 +21,10 @@
 class ExportFolder;
 
 /**
- * One export, done on a thread of its own, which shares this object with the job that started it.
+ * One export. The job that starts it and the thread that does the work share this object.
  *
- * The thread may outlive the job: a system call that a dying stick holds up can't be ended by anybody. Both sides may
- * call everything here but for the constructor.
+ * The thread may outlive the job, because nobody can end a system call that a dying stick holds up. Both may call all
+ * public functions but the constructor.
  */
 class ExportRun
 {
@@ -51,8 +51,8 @@ public:
     };
 
     /**
-     * Starts to copy `files` to the folder `destination`. The slot onRunChanged() of `job` is called through its
-     * thread's event loop at every change of state. Null when there is no thread to be had.
+     * Starts to copy `files` to the folder `destination`. At every change of state, the slot onRunChanged() of `job` is
+     * called through the event loop of the job's thread. Null when the system has no thread left.
      */
     static QSharedPointer<ExportRun> start(const QStringList &files, const QString &destination, ExportJob *job);
 
@@ -64,11 +64,11 @@ public:
     /** To be read once the state is State::Finished. */
     const Report &report() const { return m_report; }
 
-    /** Ends the copying at the next block, and syncs what was copied before. */
+    /** Ends the copying before the next block, and has the finished copies synced. */
     void cancel();
     bool isCancelled() const { return m_isCancelled.load(); }
 
-    /** Ends all work, because the job is being destroyed. Waits for the block in hand, for a second at most. */
+    /** Ends all work, because the job is being destroyed. Waits for the current block, but at most a second. */
     void abandon();
 
 private:
@@ -76,8 +76,8 @@ private:
     {
         QByteArray path;
         QString name;
-        qint64 size = -1; // when the export began: a log that grows is copied up to here; -1 for one not there then
-        std::pair<dev_t, ino_t> identity; // at that time, too
+        qint64 size = -1; // when the export began; -1 if it was not there; a log that grows is copied up to here
+        std::pair<dev_t, ino_t> identity; // when the export began
     };
 
     void work();
@@ -86,7 +86,7 @@ private:
     bool prepare(const ExportFolder &folder);
     void copyFile(const Source &source, const ExportFolder &folder);
     void finishFile(const Source &source, Outcome outcome, const QString &reason, const QString &savedAs = {});
-    /** Gives the current file up because of an `error` of the destination. */
+    /** Gives up the current file, or the whole job, because of an `error` of the destination. */
     void failForDestination(const Source &source, int error);
     void giveUp(Outcome outcome);
     void giveUp(Outcome outcome, const QString &reason);
@@ -99,7 +99,7 @@ private:
     const QByteArray m_destination;
     std::atomic_bool m_isCancelled{false};
     std::atomic_bool m_isAbandoned{false};
-    // Of the thread alone until it has finished.
+    // Used by the thread alone until State::Finished:
     Report m_report;
     bool m_isGivenUp = false;
     qint64 m_bytesBefore = 0; // of the files before the current one

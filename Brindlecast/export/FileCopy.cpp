@@ -13,7 +13,7 @@
 
 namespace {
 
-// A slow stick takes half a second for it.
+// A slow stick takes half a second to write one.
 constexpr qint64 kBlock = qint64{512} * 1024;
 constexpr std::size_t kBuffer = std::size_t{128} * 1024;
 
@@ -44,7 +44,7 @@ public:
             const ssize_t sent = ::sendfile(m_target, m_source, &offset, static_cast<std::size_t>(size));
             if (sent > 0)
                 return sent;
-            // Whatever the cause, the calls below tell which of the files it is about.
+            // Whatever the cause, the calls below find out which of the two files has it.
             m_buffer = std::make_unique<char[]>(kBuffer);
         }
         return moveThroughBuffer(at, std::min(static_cast<std::size_t>(size), kBuffer), failure);
@@ -76,7 +76,7 @@ private:
     std::unique_ptr<char[]> m_buffer;
 };
 
-/** Sends what is written to a file on its way to the medium, block by block, and never runs ahead by more than two. */
+/** Starts the writing of each block to the medium, and waits so that the copy is never more than two blocks ahead. */
 class WriteBack
 {
 public:
@@ -111,7 +111,7 @@ private:
 
 FileCopy FileCopy::run(int source, int target, qint64 size, const std::function<bool(qint64 done)> &goOn)
 {
-    // FAT can't hold files above 4 GiB, for example. That is better known now than after that many bytes.
+    // FAT, for example, can't hold files above 4 GiB. Find out now, not after 4 GiB.
     if (::lseek(target, size, SEEK_SET) < 0 || ::lseek(target, 0, SEEK_SET) < 0)
         return {TargetFailed, EFBIG};
 

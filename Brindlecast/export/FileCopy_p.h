@@ -21,9 +21,9 @@ struct FileCopy
     /**
      * Copies the first `size` bytes of the file `source` to the empty file `target`, both open descriptors.
      *
-     * Before each block `goOn` gets the number of bytes copied and answers whether to continue. What was copied is
-     * being written to the medium by then, except for the last block or two. So the progress on a slow stick is the
-     * true one, little is left to write at the end, and the copying can be stopped at any time.
+     * Before each block, `goOn` gets the number of bytes copied and returns whether to continue. By then the medium has
+     * all of them but the last block or two. So the progress on a slow stick is true, little is left to write at the
+     * end, and the copying can be stopped soon at any time.
      */
     static FileCopy run(int source, int target, qint64 size, const std::function<bool(qint64 done)> &goOn);
 

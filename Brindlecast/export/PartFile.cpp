@@ -30,7 +30,7 @@ QByteArray partName(quint32 number)
     return name;
 }
 
-// "a-2.log" for "a.log", and for a name that is as long as names can be, the same at the expense of its end.
+// "a-2.log" for "a.log". A name that would be too long is shortened before the number.
 QByteArray numberedName(const QByteArray &name, int number)
 {
     const auto dot = name.lastIndexOf('.');
@@ -86,8 +86,8 @@ int PartFile::makeFile(mode_t mode)
             return errno;
         if (::fstat(m_descriptor, &m_identity) != 0)
             return errno;
-        // Another export, which looks for leftovers, may have found it before it was locked: who holds the lock is
-        // about to remove it. Some file systems have no locks, and no leftovers are removed there.
+        // Before it was locked here, another export that removes leftovers may have found and locked it, and is about
+        // to remove it. Where the file system has no locks, no leftovers are removed.
         const bool isTaken = ::flock(m_descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
         const bool isThere = m_folder.holds(m_name, m_identity);
         if (isThere && !isTaken)
@@ -123,8 +123,8 @@ int PartFile::publish(const QByteArray &name, const std::function<bool()> &goOn)
     if (!m_folder.holds(candidate, m_identity))
         return ESTALE;
     m_publishedName = candidate;
-    // If it has two names now, it is closed before the first is removed, because FUSE gives a third name to a file that
-    // is removed while it is open.
+    // linkat() leaves it with two names. It is closed before the first is removed, because FUSE renames a file that is
+    // removed while it is open.
     ::close(std::exchange(m_descriptor, -1));
     if (m_folder.holds(m_name, m_identity))
         ::unlinkat(m_folder.descriptor(), m_name.constData(), 0);
@@ -144,7 +144,8 @@ int PartFile::moveTo(const QByteArray &name) const
     return errno == EEXIST ? EEXIST : replaceOwnPlaceholder(name);
 }
 
-// For file systems without links, FAT through FUSE for example: an empty file of our own is all that is replaced.
+// For file systems without links, FAT through FUSE for example: makes an empty file under `name` and replaces only
+// that.
 int PartFile::replaceOwnPlaceholder(const QByteArray &name) const
 {
     const int folder = m_folder.descriptor();
@@ -154,7 +155,7 @@ int PartFile::replaceOwnPlaceholder(const QByteArray &name) const
         return errno;
     struct stat identity = {};
     int error = ::fstat(placeholder, &identity) == 0 ? 0 : errno;
-    ::close(placeholder); // What is replaced while it is open, FUSE keeps under yet another name.
+    ::close(placeholder); // FUSE renames a file that is replaced while it is open.
     if (error == 0 && !m_folder.holds(name, identity))
         error = ESTALE;
     if (error == 0 && ::renameat(folder, m_name.constData(), folder, name.constData()) != 0)

@@ -14,16 +14,16 @@
 #include <sys/types.h>
 
 /**
- * A copy that is not complete yet, under a name of its own in the folder: "brindlecast-", sixteen hexadecimal digits
- * and
- * ".part". Eight of the digits are chosen at random and the others follow from them, so that nobody else's file is
- * taken for a part that was left behind. The file is locked for as long as its object lives.
+ * A copy that is not complete yet, under a temporary name in the folder: "brindlecast-", sixteen hexadecimal digits and
+ * ".part". Eight of the digits are random and the others are a checksum of them, so that nobody else's file is taken
+ * for a leftover. The file is locked until publish() or the destructor closes it.
  *
  * Errors are given as errno, 0 for none.
  */
 class PartFile
 {
 public:
+    /** Whether `name` is the temporary name of such a copy. */
     static bool isOurName(const QByteArray &name);
 
     /** Makes an empty file with the permissions `mode`, less the umask. */
@@ -40,9 +40,9 @@ public:
     int sync() const;
 
     /**
-     * Gives the file its final name: `name`, or the first of name-2, name-3 and so on that nothing else has, a dangling
-     * link included. Replaces nothing. ECANCELED when `goOn` stopped the search; ESTALE when somebody took the file
-     * away or put another in its place.
+     * Gives the file its final name: `name` or, if something has that already, the first free one of name-2, name-3 and
+     * so on. A dangling link counts as something; nothing is replaced. ECANCELED when `goOn` returned false; ESTALE
+     * when somebody took the file away or put another in its place.
      */
     int publish(const QByteArray &name, const std::function<bool()> &goOn);
 
