@@ -8,16 +8,17 @@
 #include <QString>
 #include <qqml.h>
 
-/** One of the few signs of the screen, drawn with lines, so that neither an icon font nor an image format is needed. */
+/** An icon of the screen, drawn with lines, so that neither an icon font nor an image format is needed. */
 class Glyph : public QQuickPaintedItem
 {
     Q_OBJECT
     QML_ELEMENT
-    /** "check", "dash", "stick", "page", "alert", "bang", "cross", "eject", "forward" or "back"; else nothing is drawn.
+    /** "check", "dash", "stick", "page", "alert", "bang", "cross", "eject", "forward" or "back"; any other draws
+     * nothing.
      */
     Q_PROPERTY(QString name READ name WRITE setName NOTIFY changed)
     Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY changed)
-    /** Width of the lines, where the sign is 24 wide and high. */
+    /** Width of the lines when the icon is 24 wide and high; it grows with the icon. */
     Q_PROPERTY(qreal stroke READ stroke WRITE setStroke NOTIFY changed)
 
 public:

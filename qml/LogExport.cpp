@@ -27,13 +27,13 @@ namespace {
 constexpr auto kLookInterval = 1s;
 constexpr auto kSizeInterval = 5s;
 
-/** Tells a folder from another that takes its place: another stick, or a folder deleted and made again. */
+/** Differs between a folder and another that takes its place: another stick, or a folder deleted and made again. */
 QString folderKey(const QString &path)
 {
     struct stat info = {};
     if (path.isEmpty() || ::stat(QFile::encodeName(path).constData(), &info) != 0 || !S_ISDIR(info.st_mode))
         return {};
-    // A new folder often gets the number of the one just deleted.
+    // A new folder often gets the inode number of the one just deleted, so its birth time counts, too.
     const qint64 birth = QFileInfo(path).birthTime().toMSecsSinceEpoch();
     return QStringLiteral("%1:%2:%3").arg(info.st_dev).arg(info.st_ino).arg(birth);
 }
@@ -80,7 +80,7 @@ LogExport::LogExport(QObject *parent)
     });
 
     connect(&m_lookTimer, &QTimer::timeout, this, &LogExport::lookAround);
-    // First of all after the properties that QML sets have arrived.
+    // For the first time when QML has set the properties.
     m_lookTimer.start(0s);
     connect(&m_sizeTimer, &QTimer::timeout, this, &LogExport::reloadGrownLogs);
     m_sizeTimer.start(kSizeInterval);
@@ -242,7 +242,7 @@ void LogExport::restoreMarks()
     const QHash<QString, bool> marks = m_marks;
     m_marks.clear();
     m_files.update();
-    // The caller tells once for all of them.
+    // The caller emits one signal for all of them.
     const QSignalBlocker blocker(m_logs);
     for (int row = 0; row < m_files.count(); ++row) {
         const auto mark = marks.constFind(m_files.nameAt(row));

@@ -15,13 +15,13 @@
 #include <qqml.h>
 
 /**
- * All that stands behind a screen on which a user exports logs: the listed files with their marks, the place to copy
- * them to, and the job that copies them. LogExportScreen has one; a host that lays out a screen of its own makes one
- * and gives it to each part.
+ * The back end of a screen on which a user exports logs: the listed files with their marks, the destination, and the
+ * job that copies them. LogExportScreen has one; a host that lays out a screen of its own makes one and gives it to
+ * each part.
  *
- * Marks belong to file names and outlast a new listing, which comes as soon as a log is begun or deleted. The list is
- * also read anew every five seconds if a log that is shown has grown, but not while a finger moves it. The folder of
- * the logs and the destination are looked at once a second, so both may appear and disappear at any time.
+ * Marks belong to file names and are kept when the list is read again, which happens as soon as a log is begun or
+ * deleted. It also happens every five seconds if a log that is shown has grown, but not while a finger moves the list.
+ * The folder of the logs and the destination are checked once a second, so both may appear and disappear at any time.
  *
  * Lives on the user-interface thread. The destructor cancels a running job.
  */
@@ -36,7 +36,7 @@ class LogExport : public QObject
     Q_PROPERTY(QString logFolder READ logFolder WRITE setLogFolder NOTIFY logFolderChanged)
     Q_PROPERTY(bool logFolderFound READ isLogFolderFound NOTIFY logFolderFoundChanged)
     Q_PROPERTY(SortOrder sortOrder READ sortOrder WRITE setSortOrder NOTIFY sortOrderChanged)
-    /** True while a finger moves the list: it is then not reloaded for the sake of new sizes. */
+    /** True while a finger moves the list; new sizes do not reload it then. */
     Q_PROPERTY(bool scrolling READ isScrolling WRITE setScrolling NOTIFY scrollingChanged)
 
     /** How many logs are marked, and what they take, such as "1.3 MB". */
@@ -103,8 +103,8 @@ public:
     Q_INVOKABLE void selectNone();
 
     /**
-     * Copies the marked logs to the destination; the job tells how it goes. Returns false, and does nothing, without
-     * marks and while the job is active.
+     * Copies the marked logs to the destination; `job` has the progress and the result. Returns false, and does
+     * nothing, when no log is marked, the job is active already or the system has no thread left.
      */
     Q_INVOKABLE bool exportSelected();
 

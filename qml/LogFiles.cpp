@@ -65,7 +65,7 @@ void LogFiles::update()
 
 void LogFiles::updateMark(int row)
 {
-    if (!m_isStale) // A slot has had all rows brought up to date.
+    if (!m_isStale) // A slot has called update() meanwhile.
         return;
     m_isStale = false;
     m_rows[row].isMarked = m_list->data(m_list->index(row), kSelectedRole).toBool();
@@ -166,7 +166,7 @@ void LogFiles::removeMissing(const Rows &wanted)
     }
 }
 
-/** Returns false, with the rows incomplete, when those that stayed have another order now. */
+/** Returns false, with the rows incomplete, when the order of those that stayed has changed. */
 bool LogFiles::insertNew(const Rows &wanted)
 {
     QSet<QString> names;

@@ -18,8 +18,8 @@
 /**
  * The listed logs as rows for a view.
  *
- * The list of an ExportLogViewModel is reset by every change, even of a single mark, so a view of it would lose its
- * place and its current row. This model compares the rows before and after, and tells views only what differs.
+ * Every change resets the list of an ExportLogViewModel, even that of a single mark, so a view of it would lose its
+ * position and its current row. This model compares the rows before and after, and signals only the differences.
  *
  * Lives on the user-interface thread. QML gets it from the property "files" of a LogExport.
  */
@@ -51,11 +51,11 @@ public:
 
     /** Brings the rows up to date at once. Otherwise that is done when control returns to the event loop. */
     void update();
-    /** The same when nothing but the mark of `row` can have changed since the last update. */
+    /** Does the same when only the mark of `row` can have changed since the last update. */
     void updateMark(int row);
-    /** Has sizes and dates read anew, with the next update. */
+    /** Makes the next update read sizes and dates again. */
     void forgetDetails();
-    /** Whether the size of a log that was shown lately is another one by now. */
+    /** Whether the size of a log that was shown lately has changed. */
     bool hasGrown() const;
 
     int rowCount(const QModelIndex &parent = {}) const override;

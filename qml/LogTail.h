@@ -25,17 +25,18 @@
  *  - at most 2,000 characters of a text and 200 of a place; "…" follows a text that was cut.
  * The rows take 8 MB at most, 0.5 MB with lines of the usual length, and for a moment twice as much.
  *
- * Texts can be shown as they are, as plain text. Bytes that are no UTF-8, control characters and the marks that turn
- * the direction of writing are replaced by U+FFFD, a tab by a blank.
+ * Texts are safe to show as plain text. Bytes that are not UTF-8, control characters and the marks that change the
+ * direction of writing are replaced by U+FFFD, a tab by a blank.
  *
- * The file is read on a thread of its own, which looks at it every half second (interval()); no call waits for it. Rows
- * that follow are inserted at the end and removed from the front, in one go for each look, so that a view keeps its
- * place. The model is reset when another path or level is set, and when the file was replaced, truncated or written
- * anew, or grew by more than 16 MiB since the last look. The file is not kept open between two looks.
+ * A thread of its own reads the file, every half second (interval()); no call but the destructor waits for it. At each
+ * look, new rows are inserted at the end and old ones removed from the front, each in one step, so that a view keeps
+ * its position. The model is reset when another path or level is set, and when the file was replaced, truncated or
+ * written anew, or grew by more than 16 MiB since the last look. The file is closed between two looks.
  *
  * Lives on one thread, usually the user interface's; all signals are sent there. Any slot may delete the model or
  * change it, except those of rowsAboutToBeInserted() and rowsAboutToBeRemoved(), where no model of Qt allows it. The
- * destructor ends the reading thread, which takes less than a second even while a file on a dead medium can't be read.
+ * destructor waits for the reading thread for half a second at most; one that a dead medium blocks ends by itself
+ * later.
  */
 class LogTail : public QAbstractListModel
 {
@@ -50,9 +51,9 @@ class LogTail : public QAbstractListModel
     Q_PROPERTY(int count READ count NOTIFY countChanged)
 
 public:
-    /** How grave a record is, in rising order. */
+    /** The severity of a record, in rising order. */
     enum class Level {
-        None, ///< a line that is no record of the logger
+        None, ///< a line that is not a record of the logger
         Debug,
         Info, ///< "Other:" in the file
         Warning,
@@ -64,10 +65,10 @@ public:
     enum class State {
         Empty, ///< no path is set
         Loading, ///< path or level were set, and the file has not been read yet; lasts while its medium doesn't answer
-        Ready, ///< the rows are those of the file; there are none if it is empty or no record is grave enough
+        Ready, ///< the rows are those of the file; there are none if it is empty or no record has the lowest level
         Missing, ///< there is no file at the path
-        Unreadable ///< it can't be read, or is no regular file but a folder, FIFO or device; such are never opened.
-                   ///< The same while the system has no thread left to read with
+        Unreadable ///< it can't be read, or is a folder, FIFO or device, which is never opened; also while the system
+                   ///< has no thread left to read it
     };
     Q_ENUM(State)
 
@@ -97,7 +98,7 @@ public:
 
     /** Whether the rows follow the file; true by default. A newly set path is read once in any case. */
     bool isFollowing() const { return m_isFollowing; }
-    /** Switched on again, what the file has gained meanwhile is added. */
+    /** When switched on again, adds what the file has gained meanwhile. */
     void setFollowing(bool following);
 
     /** How long the reading thread waits between two looks at the file, in milliseconds: 100 at least, 500 by default.
@@ -110,7 +111,7 @@ public:
      * replaced when there is a file again.
      */
     State state() const { return m_state; }
-    /** Whether the rows begin with the first one of the file that is grave enough: no older ones were left out. */
+    /** Whether the rows begin with the file's first record of lowestLevel() or above: no older ones were left out. */
     bool isAtStart() const { return m_isAtStart; }
     /** Whether a record of the logger was found. Without one there is no point in offering lowestLevel. */
     bool hasLevels() const { return m_hasLevels; }
@@ -152,7 +153,7 @@ private:
     using Rows = std::deque<Row>;
 
     static constexpr int kMostRows = 2000;
-    /** Leaves as many rows as may be shown. Returns how many were dropped. */
+    /** Removes the oldest rows beyond kMostRows. Returns how many they were. */
     static int dropOldest(Rows &rows);
 
     void askReader();
@@ -171,7 +172,7 @@ private:
     bool m_hasLevels = false;
     Rows m_rows;
 
-    // Counts the paths and levels set. What was read for a former one is out of date.
+    // Rises whenever a path or level is set, so that what was read for a former one is recognised and ignored.
     unsigned m_generation = 0;
     std::shared_ptr<Reader> m_reader;
 };

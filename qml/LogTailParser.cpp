@@ -113,7 +113,7 @@ void LogTail::Parser::feed(std::string_view bytes)
         const auto end = bytes.find('\n');
         const std::string_view part = bytes.substr(0, end);
         if (end == bytes.npos || !m_line.empty()) {
-            // One byte more than is used tells that there are more.
+            // One byte more than is used shows that the line was cut.
             m_line.append(part.substr(0, kLineBytes + 1 - m_line.size()));
             if (end == bytes.npos)
                 return;
@@ -184,7 +184,7 @@ void LogTail::Parser::beginRecord(const Head &head)
     m_record = std::move(row);
 }
 
-// The empty lines after a record only part it from the next.
+// Empty lines count only when text follows: those at the end separate the record from the next one.
 void LogTail::Parser::continueRecord(std::string_view line)
 {
     if (m_record->isCut)

@@ -18,14 +18,14 @@ public:
     /** Whether `line` begins a record of the logger. */
     static bool isRecord(std::string_view line);
 
-    /** Without `isWhole`, the bytes begin somewhere in the file, and what comes before the first record is dropped. */
+    /** Unless `isWhole`, the bytes begin somewhere in the file, and those before the first record are dropped. */
     Parser(Level lowestLevel, bool isWhole);
 
     void feed(std::string_view bytes);
 
     bool isFull() const { return static_cast<int>(m_rows.size()) == kMostRows; }
     bool hasLevels() const { return m_hasLevels; }
-    /** Whether no row was left out for want of room. */
+    /** Whether the rows begin with the file's first: none was dropped to stay within kMostRows. */
     bool isComplete() const { return m_isComplete; }
 
     /**

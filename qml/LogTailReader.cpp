@@ -188,7 +188,7 @@ bool LogTail::Reader::readEnd(const RegularFile &file, const Request &request)
     for (qint64 window = kFirstWindowBytes;; window *= 4) {
         const bool isWhole = window >= file.size();
         m_parser.emplace(request.lowestLevel, isWhole);
-        // From the byte before on, which may end a line.
+        // One byte earlier: if it ends a line, the window begins with a whole one.
         m_end = isWhole ? 0 : file.size() - window - 1;
         m_lastBytes.clear();
         if (!readOn(file, request))
@@ -200,7 +200,8 @@ bool LogTail::Reader::readEnd(const RegularFile &file, const Request &request)
     }
 }
 
-// Reads up to the size that the file had when it was opened. Returns false if it can't be read, or need not be.
+// Reads up to the size that the file had when it was opened. Returns false if it can't be read, or if the request is
+// out of date.
 bool LogTail::Reader::readOn(const RegularFile &file, const Request &request)
 {
     m_block.resize(kBlockBytes);
@@ -220,8 +221,7 @@ bool LogTail::Reader::readOn(const RegularFile &file, const Request &request)
     return true;
 }
 
-// One call of the model waits at most: what is found before it is carried out is added to the batch. m_mutex is
-// locked.
+// Calls the model unless a call is pending already; then adds to the batch that this call will take. Needs m_mutex.
 void LogTail::Reader::deliver(Batch batch)
 {
     if (m_model == nullptr)

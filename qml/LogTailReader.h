@@ -25,7 +25,7 @@ struct LogTail::Batch
 {
     unsigned generation = 0;
     State state = State::Ready;
-    /** Whether `rows` are all there are. If not, they follow those there, once the last `retracted` are taken back. */
+    /** Whether `rows` replace those of the model. If not, they replace its last `retracted` rows. */
     bool replaces = false;
     bool isComplete = true;
     bool hasLevels = false;
@@ -36,8 +36,8 @@ struct LogTail::Batch
 };
 
 /**
- * Reads the file on a thread of its own. The thread shares ownership of the object, so that it can be left alone when a
- * call to the operating system doesn't return.
+ * Reads the file on a thread of its own. The thread shares ownership of the object, so that the model can be destroyed
+ * while a system call blocks the thread.
  */
 class LogTail::Reader
 {
@@ -65,7 +65,7 @@ public:
     void end();
 
 private:
-    // For the reading thread, which holds m_mutex in deliver() and, but for the looks, in run().
+    // For the reading thread. m_mutex is locked in deliver(), and in run() except during look().
 
     void run();
     void look(const Request &request, bool isFirstLook);

@@ -11,7 +11,7 @@ inline QString sizeText(qint64 bytes)
 {
     if (bytes < 0)
         return {};
-    // Nobody needs tenths of a byte or KB of what is on a screen with gigabytes.
+    // Tenths of a byte or KB would be noise beside sizes in MB and GB.
     const int decimals = bytes < 1024LL * 1024 ? 0 : 1;
     return QLocale()
         .formattedDataSize(bytes, decimals, QLocale::DataSizeTraditionalFormat)

@@ -9,7 +9,7 @@
 
 #include <qqml.h>
 
-// What QML calls the classes that know nothing of QML.
+// The QML names of classes that do not depend on QML.
 
 struct ExportJobType
 {
