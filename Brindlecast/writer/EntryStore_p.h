@@ -25,8 +25,8 @@ enum class EntryFate : int {
  * After keep() the chunks lie in a file that outlives the process, as far as the file has room. An entry that was
  * removed from the queue stays in that file until it is settled. The next process writes the entries that are not.
  *
- * Thread safety: guarded by the queue. The memory of entries at the front is read without the lock, because it does not
- * change before they are removed.
+ * Thread safety: guarded by the queue. The writer thread calls intend() without the lock, and reads the memory of the
+ * entries at the front without it, because no other thread changes or removes them.
  */
 class EntryStore
 {
