@@ -134,11 +134,13 @@ bool FileIOObject::append(const QByteArray &batch, qint64 begin)
     if (left == 0)
         return true;
 
+    // Cut off, unless another process has appended since. What a pipe or a device took can't be cut off. It all comes
+    // again as a whole.
     const auto torn = static_cast<off_t>(rest - batch.constData());
+    const off_t written = ::lseek(descriptor, 0, SEEK_CUR);
     struct stat status = {};
-    if (torn > 0 && ::fstat(descriptor, &status) == 0) {
-        // What a pipe or a device took can't be cut off; it gets that again.
-        const bool isTakenBack = ::ftruncate(descriptor, status.st_size - torn) == 0;
+    if (torn > 0 && ::fstat(descriptor, &status) == 0 && status.st_size == written) {
+        const bool isTakenBack = ::ftruncate(descriptor, written - torn) == 0;
         Q_UNUSED(isTakenBack)
     }
     if (m_keeper != nullptr)

@@ -8,6 +8,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 class tst_FileIOObject : public QObject
 {
     Q_OBJECT
@@ -102,6 +107,24 @@ private Q_SLOTS:
         const QByteArray newerRecord = isNewerKept ? QByteArray(newerSize, 'c') + '\n' : QByteArray();
         QVERIFY(write("d"));
         QCOMPARE(fileContents(object.path), "a\n" + QByteArray(size, 'b') + '\n' + newerRecord + "d\n");
+    }
+
+    void leavesWhatAnotherProcessAppendsToATornRecord()
+    {
+        const QTemporaryDir directory;
+        FileIOObject object(nullptr);
+        object.path = directory.filePath("a.log"_q);
+        object.contentList.append("a record"_q);
+        QVERIFY(object.openFile() && limitFileSize(4));
+        static int other = ::open(qPrintable(object.path), O_WRONLY | O_APPEND | O_CLOEXEC);
+        std::signal(SIGXFSZ, [](int) {
+            if (limitFileSize(RLIM_INFINITY) && ::write(other, "other\n", 6) == 6)
+                other = -1;
+        });
+        QVERIFY(object.writeFile());
+        QCOMPARE(other, -1);
+        object.closeFile();
+        QCOMPARE(fileContents(object.path), QByteArray("a reother\na record\na record\n"));
     }
 };
 
