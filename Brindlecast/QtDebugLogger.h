@@ -169,7 +169,8 @@ public:
      * once, in their order, before anything newer.
      *
      * To be called before enableOutputFile(), at every start, with the same path. It can't be switched off again. It
-     * costs the thread that raises a message some ten instructions, and no system call.
+     * costs the thread that raises a message some ten instructions, and no system call. In a flood it makes a message
+     * slower by up to a fifth.
      *
      * @param path a file of this host alone, on a file system in memory (tmpfs: usually below /run or /dev/shm). It is
      * made if it is missing, and stays when the process ends. Nobody may shorten it while the host runs: the system
@@ -200,7 +201,8 @@ public:
      * writer thread is stopped. The name of a new file is brought to storage with its first lines. All of this is slow
      * while other programs write much to the same disk; see docs/in-your-product.md for intervals that suit a medium.
      *
-     * A negative value counts as 0. What was written before the call keeps the interval set then.
+     * A negative value counts as 0. What was written before the call keeps the interval set then. A sync that the
+     * medium refuses is neither reported nor tried again, because Linux may have given up what it was to bring there.
      */
     void setSyncInterval(int ms);
 
