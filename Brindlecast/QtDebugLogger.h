@@ -35,8 +35,16 @@ class QMetaMethod;
  * file, line number and trimmed text. The types are "Debug:", "Warning:", "Critical:", "Fatal:" and, for information
  * and anything else, "Other:". In the file an empty line follows each.
  *
- * Each line has a category: one of 1, 2, 4, 8, 16, 32 and 64. Qt messages have category 1. All categories are disabled
- * at first; a line of a disabled category is dropped silently.
+ * Each line has a category: one of 1, 2, 4, 8, 16, 32 and 64. Each category has a log file of its own, but two files
+ * that begin in the same second are one. Qt messages have category 1. All categories are disabled at first; a message of
+ * a disabled category is dropped silently. A host raises lines of other categories itself:
+ *
+ * @code
+ * const auto request = FileIOObjectPointer(new FileIOObject(nullptr));
+ * request->category = 2;
+ * request->contentList.append(QStringLiteral("calibrated"));
+ * Q_EMIT logger->handleIOSignal(request); // Written even if category 2 is disabled.
+ * @endcode
  *
  * The thread that raises a message formats the line and queues it; it never waits for the disk. A writer thread,
  * "logWriterThread", does all the file work (LogWriterWorker). While it does not run, lines wait. At most 262,144 lines
