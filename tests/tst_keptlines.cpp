@@ -269,6 +269,21 @@ private Q_SLOTS:
                 raiseOn(Disk::Deadly, bytes, 3, 13);
             });
         }
+        for (const int bytes : {0, 20, 10000}) {
+            row(qPrintable("killed after %1 bytes of a backlog"_q.arg(bytes)), 10, [bytes] {
+                startLogging();
+                raiseOn(Disk::Sound, 0, 0, 3);
+                raiseOn(Disk::Full, 20, 3, 6);
+                raiseOn(Disk::Deadly, bytes, 6, 10);
+            });
+        }
+        row("killed after a line that is not kept", 4, [] {
+            startLogging();
+            raiseOn(Disk::Sound, 0, 0, 3);
+            QtDebugLogger::getInstance()->stopThread();
+            raise(0, 3, 20000);
+            raiseOn(Disk::Deadly, 30000, 4, 4);
+        });
         for (const bool isKilled : {false, true}) {
             row(isKilled ? "cut off in a write, then killed" : "cut off in a write", isKilled ? 30 : 40, [isKilled] {
                 startLogging();
@@ -462,7 +477,7 @@ private Q_SLOTS:
         row("somebody's", [] { writeFile(keptPath(), "notes"); });
         row("wider mode", [] { ::chmod(file.constData(), 0640); });
         row("foreign owner", [] { ::chown(file.constData(), 1, 1) == 0 || ::chmod(file.constData(), 0666); });
-        row("hard link", [] { ::link(file.constData(), other.constData()); });
+        row("hard link", [] { return ::link(file.constData(), other.constData()); });
         row("symbolic link", [] {
             ::rename(file.constData(), other.constData());
             return ::symlink(other.constData(), file.constData());
