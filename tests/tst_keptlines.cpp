@@ -314,6 +314,7 @@ private Q_SLOTS:
             row(name, lines, host, isComplete);
         };
         fills("more than fits", 5000, 512 * 1024, false, false);
+        fills("more than the queue holds", 262144 + 500, 512 * 1024, false, false);
         fills("the least size", 100, std::numeric_limits<int>::min(), true, false);
         fills("seen by a host", 50, 0, true, true);
     }
@@ -436,7 +437,6 @@ private Q_SLOTS:
         const int places[] = {0, 4096, 8192, 8192 + 32768 - 600, 8192 + 32768, 8192 + 2 * 32768 - 600};
         for (int attempt = 0; attempt < 20 * effort(); ++attempt) {
             init();
-            QVERIFY(makeFile(outside, 1000));
             QByteArray damaged = kept;
             for (unsigned change = 0; change < 1 + unsigned(random() % 10); ++change) {
                 const int place = (places[random() % std::size(places)] + int(random() % 600)) & ~3;
@@ -447,15 +447,21 @@ private Q_SLOTS:
                 damaged.truncate(int(random() % unsigned(kept.size())));
             if (attempt == 0) // A name that leads elsewhere.
                 damaged = QByteArray(kept).replace(kept.indexOf("log-20"), 15, QByteArray("../outside.log", 15));
-            if (attempt == 1)
+            if (attempt == 1 || attempt == 2)
                 damaged = kept;
+            const bool isLinked = attempt == 2;
+            const QByteArray outsideBytes = isLinked ? log : QByteArray(1000, '\0');
             const QByteArray appended = attempt == 1 ? "behind a torn line, by another process\n" : "";
             QVERIFY(writeFile(keptPath(), damaged));
             QVERIFY(makeFile(logPath));
             QVERIFY(writeFile(logPath, log + appended));
+            QVERIFY(writeFile(outside, outsideBytes));
+            QVERIFY(!isLinked || (QFile::remove(logPath) && QFile::link(outside, logPath)));
+            if (isLinked)
+                QTest::qSleep(1100); // Else a new file would have the name of the link.
             const int end = run(succeed);
             QVERIFY2(end == 0 || end == 9, qPrintable(QString::number(end)));
-            QCOMPARE(fileContents(outside), QByteArray(1000, '\0'));
+            QCOMPARE(fileContents(outside), outsideBytes);
             QCOMPARE(QDir(logDirectory() + ".."_q).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 2);
             QVERIFY(fileContents(logPath).startsWith(log.left(log.indexOf("t0 2."))));
             QVERIFY(fileContents(logPath).contains(appended));
