@@ -169,11 +169,11 @@ private Q_SLOTS:
     {
         push("x"_q);
         std::atomic<int> inVain{0};
-        runInThreads(4, [&inVain](int thread) {
+        runInThreads(4, [&inVain, limit = QDeadlineTimer(kEnoughMs)](int thread) {
             if (thread == 3)
                 queue().endServing();
             else
-                inVain += queue().flush(QDeadlineTimer(kEnoughMs)) ? 0 : 1;
+                inVain += queue().flush(limit) || limit.hasExpired() ? 0 : 1;
         });
         QCOMPARE(inVain.load(), 3);
         queue().beginServing();
