@@ -277,6 +277,13 @@ private Q_SLOTS:
                 raiseOn(Disk::Deadly, bytes, 6, 10);
             });
         }
+        row("cut off in the write of a backlog", 40, [] {
+            startLogging();
+            raiseOn(Disk::Full, 0, 0, 6);
+            raiseOn(Disk::Stalled, 10000, 6, 30);
+            QtDebugLogger::getInstance()->stopThread();
+            raiseOn(Disk::Sound, 0, 30, 40);
+        });
         row("killed after a line that is not kept", 4, [] {
             startLogging();
             raiseOn(Disk::Sound, 0, 0, 3);
