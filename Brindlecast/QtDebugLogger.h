@@ -36,8 +36,8 @@ class QMetaMethod;
  * and anything else, "Other:". In the file an empty line follows each.
  *
  * Each line has a category: one of 1, 2, 4, 8, 16, 32 and 64. Each category has a log file of its own, but two files
- * that begin in the same second are one. Qt messages have category 1. All categories are disabled at first; a message of
- * a disabled category is dropped silently. A host raises lines of other categories itself:
+ * that begin in the same second are one. Qt messages have category 1. All categories are disabled at first; a message
+ * of a disabled category is dropped silently. A host raises lines of other categories itself:
  *
  * @code
  * const auto request = FileIOObjectPointer(new FileIOObject(nullptr));
@@ -61,7 +61,9 @@ class QMetaMethod;
  *
  * After its destruction, and in the child of a fork(), the logger does nothing: messages go to Qt's default output. It
  * is destroyed when the process exits, unless exit() is called on the writer thread, a slot connected to the logger's
- * signals is running, or the writer thread can't be ended in time.
+ * signals is running, or the writer thread can't be ended in time. A host must not emit its signals after that. Threads
+ * that log while the process exits should be joined before: Qt's default output crashes once Qt's own globals are gone,
+ * with or without this library.
  *
  * Times are local; a change of the time zone shows from the next second on.
  *
