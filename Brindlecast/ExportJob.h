@@ -144,7 +144,10 @@ public:
 
     /** How the finished job ended. Meaningful in State::Finished only. */
     Outcome outcome() const;
-    /** True when the job is finished and everything it wrote has reached the destination's medium. */
+    /**
+     * True when the job is finished and everything it wrote has reached the destination's medium. Always false once the
+     * medium has reported an error (EIO, EROFS), because that may concern earlier copies too.
+     */
     bool safeToRemove() const;
 
     /** The number of files given to start(). */

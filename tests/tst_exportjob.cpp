@@ -394,14 +394,13 @@ private Q_SLOTS:
             QTest::newRow(name) << QString::fromLatin1(calls) << error << QString::fromLatin1(expected)
                                 << QByteArray(disk) << QString::fromLatin1(change);
         };
-        row("file not synced", "f", EIO, "a.log:CopyFailed b.log:CopyFailed | CopyFailed, safe");
-        row("block not written", "b", EIO, "a.log:CopyFailed b.log>b.log | CopyFailed, safe");
+        row("file not synced", "f", EIO, "a.log:CopyFailed b.log:CopyFailed | CopyFailed");
+        row("block not written", "b", EIO, "a.log:CopyFailed b.log>b.log | NotSynced");
         row("folder not synced", "d", EIO, "a.log>a.log b.log>b.log | NotSynced");
         row("folder can't be synced", "d", EINVAL, "a.log>a.log b.log>b.log | Copied, safe");
         row("disk not synced", "s", EIO, "a.log>a.log b.log>b.log | NotSynced");
         row("full", "cw", ENOSPC, "a.log:DestinationFull b.log:DestinationFull | DestinationFull, safe");
-        row("protected", "cw", EROFS,
-            "a.log:DestinationReadOnly b.log:DestinationReadOnly | DestinationReadOnly, safe");
+        row("protected", "cw", EROFS, "a.log:DestinationReadOnly b.log:DestinationReadOnly | DestinationReadOnly");
         row("fits to the block", "", 0, "a.log>a.log b.log>b.log | Copied, safe", "size=1960k");
         row("a block too small", "", 0, "a.log:DestinationFull b.log:DestinationFull | DestinationFull", "size=1956k");
         row("protected at the end", "d", 0, "a.log>a.log b.log>b.log | NotSynced", "size=4m", "protect");

@@ -339,6 +339,8 @@ void ExportRun::copyFile(const Source &source, const ExportFolder &folder)
 
 void ExportRun::failForDestination(const Source &source, int error)
 {
+    // Such an error may also concern what was written before.
+    m_hasMediumFailed = m_hasMediumFailed || error == EIO || error == EROFS;
     const Outcome outcome = outcomeForDestination(error);
     if (outcome == Outcome::CopyFailed)
         finishFile(source, outcome, reasonForDestination(error));
@@ -378,7 +380,7 @@ void ExportRun::sync(const ExportFolder &folder)
     if (m_isAbandoned.load())
         return;
     enter(State::Syncing);
-    const bool isSynced = folder.sync();
+    const bool isSynced = folder.sync() && !m_hasMediumFailed;
     m_report.isSynced = isSynced && !folder.isReadOnly() && folder.isHere();
     if (!m_report.isSynced && !folder.isHere())
         m_report.outcome = Outcome::DestinationGone;

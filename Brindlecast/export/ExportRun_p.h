@@ -102,6 +102,7 @@ private:
     // Used by the thread alone until State::Finished:
     Report m_report;
     bool m_isGivenUp = false;
+    bool m_hasMediumFailed = false;
     qint64 m_bytesBefore = 0; // of the files before the current one
 
     mutable QMutex m_mutex;
