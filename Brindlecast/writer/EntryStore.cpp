@@ -89,13 +89,14 @@ QueuedEntries EntryStore::front() const
             static_cast<int>(m_head->records - m_readRecords)};
 }
 
-void EntryStore::removeFront(int entries, EntryFate fate)
+int EntryStore::passFront(int entries, EntryFate fate)
 {
+    int lines = 0;
     for (int i = 0; i < entries; ++i) {
         Record &record = *m_head->record(m_readRecords);
         ++m_readRecords;
         m_readText += record.size;
-        m_lines -= record.isLine() ? 1 : 0;
+        lines += record.isLine() ? 1 : 0;
         if (m_kept == nullptr || record.kind == EntryKind::Settled)
             continue;
         // The next process may write what has no file now, but only the kept file brings it there.
@@ -106,6 +107,12 @@ void EntryStore::removeFront(int entries, EntryFate fate)
     }
     if (m_kept != nullptr)
         m_kept->withdraw();
+    return lines;
+}
+
+void EntryStore::removePassed(int lines)
+{
+    m_lines -= lines;
     if (m_readRecords < m_head->records)
         return;
     m_readRecords = 0;

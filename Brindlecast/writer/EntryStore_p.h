@@ -25,8 +25,8 @@ enum class EntryFate : int {
  * After keep() the chunks lie in a file that outlives the process, as far as the file has room. An entry that was
  * removed from the queue stays in that file until it is settled. The next process writes the entries that are not.
  *
- * Thread safety: guarded by the queue. The writer thread calls intend() without the lock, and reads the memory of the
- * entries at the front without it, because no other thread changes or removes them.
+ * Thread safety: guarded by the queue. The writer thread calls intend() and passFront() without the lock, and reads the
+ * memory of the entries at the front without it, because no other thread changes or removes them.
  */
 class EntryStore
 {
@@ -45,8 +45,10 @@ public:
     bool append(const QueuedEntry &entry);
     /** The entries at the front that lie in one chunk. */
     QueuedEntries front() const;
-    /** Removes the first entries from the queue; their text must not be read any more. */
-    void removeFront(int entries, EntryFate fate);
+    /** Goes past the first entries, whose text must not be read any more; returns how many lines they are. */
+    int passFront(int entries, EntryFate fate);
+    /** Removes the entries passed since the last call, which are `lines` lines. */
+    void removePassed(int lines);
 
     /**
      * Keeps entries in a file from now on, and appends what the process before left there: with `notice` in the place

@@ -76,7 +76,8 @@ struct KeptFile::Header
     char mark[sizeof kMark];
     std::atomic<quint32> chunks;
     std::atomic<quint32> outside;
-    std::atomic<quint32> settledOutside;
+    // What the writer thread changes lies in other cache lines than what the raising threads change.
+    alignas(64) std::atomic<quint32> settledOutside;
     quint32 nextName;
     Intent intent;
     Name names[kNames];
@@ -256,7 +257,8 @@ void KeptFile::addOutside(quint32 lines)
 
 void KeptFile::settleOutside(quint32 lines)
 {
-    publish(m_header->settledOutside, m_header->settledOutside.load(std::memory_order_relaxed) + lines);
+    // The writer thread calls it without the queue's lock, those that report dropped lines call it with the lock.
+    m_header->settledOutside.fetch_add(lines, std::memory_order_relaxed);
 }
 
 quint32 KeptFile::settledOutside() const

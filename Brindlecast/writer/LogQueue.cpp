@@ -250,8 +250,10 @@ QueuedEntries LogQueue::front()
 
 bool LogQueue::removeFront(int entries, EntryFate fate, bool isHandled, bool isWritten)
 {
+    // Without the lock, because it may change each entry.
+    const int lines = m_entries.passFront(entries, fate);
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_entries.removeFront(entries, fate);
+    m_entries.removePassed(lines);
     m_isNewestLineWritten = isWritten;
     if (isHandled)
         countHandled(entries);
