@@ -91,12 +91,12 @@ QueuedEntries EntryStore::front() const
 
 int EntryStore::passFront(int entries, EntryFate fate)
 {
-    int lines = 0;
+    int passedLines = 0;
     for (int i = 0; i < entries; ++i) {
         Record &record = *m_head->record(m_readRecords);
         ++m_readRecords;
         m_readText += record.size;
-        lines += record.isLine() ? 1 : 0;
+        passedLines += record.isLine() ? 1 : 0;
         if (m_kept == nullptr || record.kind == EntryKind::Settled)
             continue;
         // The next process may write what has no file now, but only the kept file brings it there.
@@ -107,12 +107,12 @@ int EntryStore::passFront(int entries, EntryFate fate)
     }
     if (m_kept != nullptr)
         m_kept->withdraw();
-    return lines;
+    return passedLines;
 }
 
-void EntryStore::removePassed(int lines)
+void EntryStore::removePassed(int passedLines)
 {
-    m_lines -= lines;
+    m_lines -= passedLines;
     if (m_readRecords < m_head->records)
         return;
     m_readRecords = 0;

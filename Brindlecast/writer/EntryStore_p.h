@@ -47,8 +47,8 @@ public:
     QueuedEntries front() const;
     /** Goes past the first entries, whose text must not be read any more; returns how many lines they are. */
     int passFront(int entries, EntryFate fate);
-    /** Removes the entries passed since the last call, which are `lines` lines. */
-    void removePassed(int lines);
+    /** Removes the entries passed since the last call, which are `passedLines` lines. */
+    void removePassed(int passedLines);
 
     /**
      * Keeps entries in a file from now on, and appends what the process before left there: with `notice` in the place
