@@ -181,32 +181,6 @@ private Q_SLOTS:
         QVERIFY(queue().flush(QDeadlineTimer(0)));
     }
 
-    void tellsWhetherTheNewestLineIsWritten()
-    {
-        for (const bool isWritten : {false, true}) {
-            push("x"_q);
-            queue().removeFront(1, EntryFate::Settled, false, isWritten);
-            QVERIFY2(!queue().flush(QDeadlineTimer(0)), "settled is not handled");
-            queue().addHandled(1);
-            QCOMPARE(queue().flush(QDeadlineTimer(0)), isWritten);
-        }
-    }
-
-    void keepsWhatIsUnsettledForTheNextStart()
-    {
-        const QStringList texts = {"a"_q, "b"_q, QString(20000, QLatin1Char('c')), "d"_q, "e"_q};
-        for (const QString &text : texts)
-            push(text);
-        QVERIFY(queue().removeFront(1, EntryFate::Settled, true, true));
-        queue().endServing();
-        QVERIFY(!queue().flush(QDeadlineTimer(QDeadlineTimer::Forever)));
-        QVERIFY(!queue().isServing());
-        QVERIFY2(!queue().removeFront(1, EntryFate::Settled, true, true), "the line in hand is the last one");
-        QCOMPARE(queue().unwrittenLines(), 3U);
-        queue().beginServing();
-        QCOMPARE(takeAll(), texts.mid(2));
-    }
-
     void holdsLinesOfAnyLength()
     {
         QStringList texts;
@@ -271,25 +245,6 @@ private Q_SLOTS:
         QVERIFY(queue().takeRemovedRequest() == request);
         QCOMPARE(textsOf(queue().front()), QStringList({QString(), "8"_q}));
         takeAll();
-    }
-
-    void hasSignalsEmittedThatCouldBeNoticed()
-    {
-        QObject blocked;
-        blocked.blockSignals(true);
-        QCOMPARE(queue().push(u"x", 1, blocked), LineOutcome::ToBeEmitted);
-        QVERIFY(queue().beginEmission());
-        QVERIFY2(!queue().retire(), "two emissions are going on");
-        QVERIFY(!queue().beginEmission());
-        QCOMPARE(push("x"_q), LineOutcome::Refused);
-        queue().open();
-        queue().endEmission();
-        queue().endEmission();
-        QVERIFY(queue().retire());
-        queue().open();
-        queue().setObserved(); // From now on, for ever.
-        QCOMPARE(push("x"_q), LineOutcome::ToBeEmitted);
-        queue().endEmission();
     }
 };
 
