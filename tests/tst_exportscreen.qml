@@ -345,14 +345,11 @@ Item {
             tryVerify(() => list().visible && list().count === 1)
             waitForRendering(view)
             mark(0)
-            tryCompare(item("exportButton"), "enabled", true)
             // The empty mount point of a stick is none.
             view.destinationMustBeVolume = true
             compare([item("exportButton").enabled, text("destinationText")], [false, "No memory stick"])
             view.destinationMustBeVolume = false
             compare(item("exportButton").enabled, true)
-            verify(disk.remove(stick))
-            tryVerify(() => !item("exportButton").enabled)
         }
 
         function test_logging() {
